@@ -1,0 +1,43 @@
+#pragma once
+// Every cut of a face in the compiler: splitting with a band of
+// PLANE_EPSILON round the plane, exact clipping to one side, and two queries
+// of how a face lies to a plane.
+#include "compiler/face.h"
+
+#include <cstdint>
+
+// A queue of vertices: the cuts gather their results here before the array
+// of the right size is made.
+struct CVertexListNode {
+    CVertexListNode* pNext = nullptr;
+    CVertex Vertex;
+};
+
+// Where the line through a and b crosses the plane; returns t, the fraction
+// of the way from a to b, and writes the point to *pOut.
+float IntersectEdge(const CPlane& plane, const CVector* pA, const CVector* pB, CVector* pOut);
+
+// Cuts pFace into a back and a front piece; pFace is not changed. A piece of
+// 2 or fewer vertices is dropped (its output keeps what it had). False when
+// the face has no vertex array or an allocation failed.
+bool SplitFace(const CPlane& plane, const CLeafFace* pFace, CLeafFace* pBack, CLeafFace* pFront);
+
+// The part on and in front of the plane, without a band; keeps results of
+// fewer than 3 vertices. False when the face has no vertices or memory fails.
+bool ClipFace(const CPlane& plane, const CLeafFace* pFace, CLeafFace* pOut);
+
+// True when every vertex lies within the band, both ends included.
+bool IsCoplanar(const CPlane& plane, const CLeafFace* pFace);
+
+// FACE_ON, FACE_FRONT, FACE_BACK or FACE_SPANNING.
+int32_t ClassifyFace(const CLeafFace* pFace, const CPlane& plane);
+constexpr int32_t FACE_ON = 0;
+constexpr int32_t FACE_FRONT = 1;
+constexpr int32_t FACE_BACK = -1;
+constexpr int32_t FACE_SPANNING = -2;
+
+// A new node at the end of the list that starts at *ppLink.
+CVertexListNode* AppendVertex(CVertexListNode** ppLink, const CVertex& vertex);
+// Copies the head's vertex to *pOut, deletes the head, returns the new head;
+// null and nothing written on an empty list.
+CVertexListNode* PopVertex(CVertexListNode** ppHead, CVertex* pOut);
