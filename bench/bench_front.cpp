@@ -9,6 +9,7 @@
 #include "compiler/map_tables.h"
 #include "platform/files.h"
 
+#include "bench/bench_maps.h"
 #include "bench/map_generator.h"
 
 #include <benchmark/benchmark.h>
@@ -204,36 +205,14 @@ int main(int argc, char** argv)
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 1;
 
-    // Generated maps and the parser's token log go to a scratch directory.
-    namespace fs = std::filesystem;
-    const fs::path scratch =
-        fs::temp_directory_path() / ("vorlane_bench_front_" + std::to_string(getpid()));
-    fs::create_directories(scratch);
-    SetDriveRoot(scratch.string());
-
-    for (int brushes : {500, 2000}) {
-        const std::string path =
-            (scratch / ("generated_" + std::to_string(brushes) + ".map")).string();
-        if (!mapgen::WriteMapFile(path, brushes)) {
-            std::fprintf(stderr, "can't write %s\n", path.c_str());
-            return 1;
-        }
-        RegisterMap("generated_" + std::to_string(brushes), path);
-    }
-
-    std::vector<fs::path> shared;
-    std::error_code error;
-    for (const fs::directory_entry& entry :
-         fs::directory_iterator(VORLANE_SHARED_MAPS_DIR, error)) {
-        if (entry.path().extension() == ".map")
-            shared.push_back(entry.path());
-    }
-    std::sort(shared.begin(), shared.end());
-    for (const fs::path& path : shared)
-        RegisterMap(path.stem().string(), path.string());
+    const CBenchMaps inputs("bench_front");
+    std::vector<CBenchMap> maps;
+    if (!inputs.Collect(&maps))
+        return 1;
+    for (const CBenchMap& map : maps)
+        RegisterMap(map.Name, map.Path);
 
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
-    fs::remove_all(scratch, error);
     return 0;
 }

@@ -269,14 +269,11 @@ bool IsConvexSet(const CFaceSet* pSet, bool bRequireUsed)
     return true;
 }
 
-bool MakeFaceSetFromMap(CMapData* pMap, CFaceSet* pSet)
+bool MakeFaceSetFromMap(const CMapData* pMap, CFaceSet* pSet)
 {
     if (!pMap || !pSet)
         return false;
     *pSet = CFaceSet();
-
-    int32_t counter = 0;
-    NumberPlanes(pMap->pPlanes, &counter);
 
     int32_t count = 0;
     for (const CFaceEntry* pEntry = pMap->pFaces; pEntry; pEntry = pEntry->pNext) {
@@ -309,7 +306,7 @@ bool MakeFaceSetFromMap(CMapData* pMap, CFaceSet* pSet)
         delete face.pPlane;
         face.pPlane = nullptr;
         pSet->pPlanes[i] = pEntry->pPlaneNode->Plane;
-        pSet->pPlaneIndices[i] = pEntry->pPlaneNode->Index;
+        pSet->pPlaneIndices[i] = i; // the plane's place in this set's own array
         ++i;
     }
     return FillFacePlanes(pSet);

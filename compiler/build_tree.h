@@ -59,12 +59,13 @@ void PickListPlane(CMapData* pMap, CPlane* pOutPlane, CPlaneNode** ppNode);
 bool PartitionList(CBuildNode* pNode, CPlaneNode* pPlaneNode, CMapData* pMap, CMapData* pFront,
                    CMapData* pBack);
 
-// The set builder's input from a parsed map: numbers the plane table, then
-// takes a copy of each face of 3 or more vertices that has a plane node, in
-// list order, with that node's plane and Index, and gives each face its own
-// plane record (FillFacePlanes). *pSet is overwritten, not freed: pass an
-// empty set. False for a null argument or when memory fails.
-bool MakeFaceSetFromMap(CMapData* pMap, CFaceSet* pSet);
+// The set builder's input from a parsed map: a copy of each face of 3 or more
+// vertices that has a plane node, in list order, with that node's plane; each
+// face's plane index is its own place in the set (the index that FlattenTree
+// reads back), and each face gets its own plane record (FillFacePlanes).
+// *pSet is overwritten, not freed: pass an empty set. False for a null
+// argument or when memory fails.
+bool MakeFaceSetFromMap(const CMapData* pMap, CFaceSet* pSet);
 
 // Frees a node and everything below it and nulls *ppNode: of each node the
 // plane indices, the faces, the portal pointer array (not the portals), the
