@@ -4,6 +4,7 @@
 // and the freeing of a built tree.
 #include "compiler/build_tree.h"
 #include "compiler/face_list.h"
+#include "compiler/light.h"
 #include "compiler/place_face.h"
 #include "frame/error.h"
 
@@ -338,7 +339,9 @@ void FreeTree(CBuildNode** ppNode)
         // leaf's array of pointers to them is freed here.
         delete[] pNode->pPortals;
         delete[] pNode->pVisibleLeaves;
-        // Light grids will be freed here once the light stage makes them.
+        for (int32_t i = 0; pNode->pGrids && i < pNode->FaceCount; ++i)
+            FreeGrid(&pNode->pGrids[i]);
+        delete[] pNode->pGrids;
         delete pNode;
     }
 }
