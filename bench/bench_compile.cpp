@@ -1,10 +1,11 @@
-// Whole compiles with vorlane-compile's pipeline: every sample map and every
-// shared map, with and without light, at 1 and 2 threads. The shared maps
-// have no light lists of their own, so they compile full-bright either way;
-// the sample maps carry theirs.
+// Whole compiles with vorlane-compile's pipeline: every sample map, the large
+// generated map of 1500 brushes and every shared map, with and without
+// light, at 1 and 2 threads. The shared maps have no light lists of their
+// own, so they compile full-bright either way; the sample maps carry theirs.
 #include "bench/bench_maps.h"
 #include "compiler/compile_options.h"
 #include "compiler/compile_pipeline.h"
+#include "tools/sample_maps.h"
 
 #include <benchmark/benchmark.h>
 
@@ -34,11 +35,18 @@ void BM_Compile(benchmark::State& state, std::string path, bool bLight, int32_t 
     }
 }
 
-std::vector<std::filesystem::path> SampleMaps()
+constexpr int LARGE_MAP_BRUSHES = 1500;
+
+// The sample maps of data/maps, and the large one written beside the
+// scratch files with its light list and pictures.
+std::vector<std::filesystem::path> SampleMaps(const std::filesystem::path& scratch)
 {
     std::vector<std::filesystem::path> maps;
     for (const char* name : {"room.map", "level.map"})
         maps.push_back(std::filesystem::path(VORLANE_DATA_MAPS_DIR) / name);
+    const std::filesystem::path folder = scratch / "large";
+    if (samples::WriteFiles(folder, samples::LargeFiles(LARGE_MAP_BRUSHES, "large.map")))
+        maps.push_back(folder / "large.map");
     return maps;
 }
 
@@ -55,7 +63,7 @@ int main(int argc, char** argv)
     if (!inputs.Collect(&maps))
         return 1;
     std::vector<std::pair<std::string, std::string>> runs;
-    for (const std::filesystem::path& path : SampleMaps())
+    for (const std::filesystem::path& path : SampleMaps(GetDriveRoot()))
         runs.push_back({path.stem().string(), path.string()});
     for (const CBenchMap& map : maps) {
         if (map.Name.rfind("generated_", 0) != 0) // the generated maps have no start inside

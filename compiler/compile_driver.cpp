@@ -1,24 +1,12 @@
 #include "compiler/compile_driver.h"
 
 #include "compiler/plane_set.h"
+#include "compiler/stage_clock.h"
 #include "compiler/visibility.h"
 
-#include <chrono>
 #include <memory>
 
 namespace {
-
-// The stages are timed by a millisecond clock, in whole milliseconds.
-int64_t ClockMs()
-{
-    using namespace std::chrono;
-    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
-}
-
-double SecondsSince(int64_t startMs)
-{
-    return static_cast<double>(ClockMs() - startMs) / 1000.0;
-}
 
 // The last stage of both drivers: the flood, when there are portals to
 // flood through. The result is the drivers' result.

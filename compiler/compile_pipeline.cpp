@@ -8,12 +8,12 @@
 #include "compiler/map_parser.h"
 #include "compiler/map_writer.h"
 #include "compiler/plane_set.h"
+#include "compiler/stage_clock.h"
 #include "frame/error.h"
 #include "platform/files.h"
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
@@ -37,14 +37,6 @@ struct CCompileFailure {
 };
 
 [[noreturn]] void Fail(const std::string& text) { throw CCompileFailure{text}; }
-
-int64_t ClockMs()
-{
-    using namespace std::chrono;
-    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
-}
-
-double SecondsSince(int64_t startMs) { return static_cast<double>(ClockMs() - startMs) / 1000.0; }
 
 // Puts the drive root back as it was when the compile began.
 class CDriveRootGuard {
