@@ -9,6 +9,7 @@
 #include "compiler/map_writer.h"
 #include "compiler/plane_set.h"
 #include "compiler/stage_clock.h"
+#include "compiler/tree_walk.h"
 #include "frame/error.h"
 #include "platform/files.h"
 
@@ -164,31 +165,12 @@ int32_t CountBuildableFaces(const CMapData& map)
     return count;
 }
 
-// The nodes of a tree in pre-order, front child first, without recursion.
-template <typename TVisit> void WalkFrontFirst(CBuildNode* pRoot, TVisit visit)
-{
-    std::vector<CBuildNode*> pending;
-    if (pRoot)
-        pending.push_back(pRoot);
-    while (!pending.empty()) {
-        CBuildNode* pNode = pending.back();
-        pending.pop_back();
-        visit(pNode);
-        if (pNode->IsLeaf())
-            continue;
-        if (pNode->pBack)
-            pending.push_back(pNode->pBack);
-        if (pNode->pFront)
-            pending.push_back(pNode->pFront);
-    }
-}
-
 bool IsReachedLeaf(const CBuildNode* pNode) { return pNode->IsLeaf() && pNode->bVisited; }
 
 std::vector<CBuildNode*> ReachedLeaves(CBuildNode* pRoot)
 {
     std::vector<CBuildNode*> leaves;
-    WalkFrontFirst(pRoot, [&](CBuildNode* pNode) {
+    WalkFrontFirst(pRoot, true, [&](CBuildNode* pNode) {
         if (IsReachedLeaf(pNode))
             leaves.push_back(pNode);
     });
@@ -278,7 +260,7 @@ void NumberTree(CBuildNode* pRoot, CCompiledMap* pOut, std::vector<CBuildNode*>*
     // Which subtrees hold a reached leaf: children are decided before their
     // parent in the reverse of a pre-order walk.
     std::vector<CBuildNode*> order;
-    WalkFrontFirst(pRoot, [&](CBuildNode* pNode) { order.push_back(pNode); });
+    WalkFrontFirst(pRoot, true, [&](CBuildNode* pNode) { order.push_back(pNode); });
     std::unordered_map<const CBuildNode*, bool> holdsReached;
     for (auto it = order.rbegin(); it != order.rend(); ++it) {
         const CBuildNode* pNode = *it;

@@ -3,6 +3,7 @@
 #include "compiler/clip.h"
 #include "compiler/face_lightmap.h"
 #include "compiler/token.h"
+#include "compiler/tree_walk.h"
 #include "geometry/plane.h"
 
 #include <algorithm>
@@ -32,39 +33,6 @@ bool HasDirection(const CVector& normal)
 {
     return std::isfinite(normal.x) && std::isfinite(normal.y) && std::isfinite(normal.z) &&
            (normal.x != 0.0f || normal.y != 0.0f || normal.z != 0.0f);
-}
-
-// The leaves under pNode in the order of a walk that takes the front subtree
-// before the back one. With bNodeFirst a node comes before its subtrees,
-// else after them.
-template <typename Visit>
-void WalkFrontFirst(CBuildNode* pNode, bool bNodeFirst, Visit visit)
-{
-    // Each entry: a node and whether its subtrees are already pushed.
-    std::vector<std::pair<CBuildNode*, bool>> pending;
-    if (pNode)
-        pending.push_back({pNode, false});
-    while (!pending.empty()) {
-        auto [pTop, bExpanded] = pending.back();
-        pending.pop_back();
-        if (bNodeFirst) {
-            visit(pTop);
-            if (pTop->pBack)
-                pending.push_back({pTop->pBack, false});
-            if (pTop->pFront)
-                pending.push_back({pTop->pFront, false});
-            continue;
-        }
-        if (bExpanded) {
-            visit(pTop);
-            continue;
-        }
-        pending.push_back({pTop, true});
-        if (pTop->pBack)
-            pending.push_back({pTop->pBack, false});
-        if (pTop->pFront)
-            pending.push_back({pTop->pFront, false});
-    }
 }
 
 // A sphere round all samples of a grid, for the distance cull of a shot. It

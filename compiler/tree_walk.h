@@ -1,0 +1,33 @@
+#pragma once
+// A walk over every node of a built tree that takes the front subtree before
+// the back one, on an explicit stack so that deep trees stay off the call
+// stack. With bNodeFirst a node comes before its subtrees (pre-order), else
+// after them (post-order).
+#include "compiler/build_tree.h"
+
+#include <utility>
+#include <vector>
+
+template <typename Visit>
+void WalkFrontFirst(CBuildNode* pNode, bool bNodeFirst, Visit visit)
+{
+    // Each entry: a node and whether its subtrees are already pushed.
+    std::vector<std::pair<CBuildNode*, bool>> pending;
+    if (pNode)
+        pending.push_back({pNode, false});
+    while (!pending.empty()) {
+        auto [pTop, bExpanded] = pending.back();
+        pending.pop_back();
+        if (bNodeFirst || bExpanded) {
+            visit(pTop);
+            if (bExpanded)
+                continue;
+        } else {
+            pending.push_back({pTop, true});
+        }
+        if (pTop->pBack)
+            pending.push_back({pTop->pBack, false});
+        if (pTop->pFront)
+            pending.push_back({pTop->pFront, false});
+    }
+}
