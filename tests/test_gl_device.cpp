@@ -1,0 +1,544 @@
+// The OpenGL display and device on Mesa's software rasteriser, headless:
+// pictures are read back from the framebuffer and compared texel by texel.
+#include "platform/gdi.h"
+#include "platform/gl_context.h"
+#include "platform/gl_display.h"
+#include "platform/gl_surfaces.h"
+#include "platform/null_backend.h"
+#include "platform/png_file.h"
+#include "platform/sdl_backend.h"
+#include "scratch_dir.h"
+
+#include <SDL.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr uint32_t W = 64;
+constexpr uint32_t H = 48;
+
+SDL_Window* g_pWindow = nullptr;
+SDL_GLContext g_hContext = nullptr;
+
+struct CRgb {
+    int r, g, b;
+};
+
+struct CScreenVertex {
+    float x, y, z, rhw;
+    uint32_t nColour;
+    float u0, v0, u1, v1;
+};
+
+struct CWorldVertex {
+    float x, y, z;
+    uint32_t nReserved;
+    uint32_t nColour;
+    uint32_t nSpecular;
+    float u0, v0, u1, v1;
+};
+
+HRESULT CollectDevice(char*, char*, D3DDEVICEDESC7* pDesc, void* pContext)
+{
+    static_cast<std::vector<GUID>*>(pContext)->push_back(pDesc->deviceGUID);
+    return D3DENUMRET_OK;
+}
+
+class GLDeviceTest : public ScratchDirTest {
+protected:
+    static void SetUpTestSuite()
+    {
+        // A software context without a display, so pictures are exact.
+        setenv("SDL_VIDEODRIVER", "offscreen", 1);
+        setenv("GALLIUM_DRIVER", "llvmpipe", 1);
+        setenv("LIBGL_ALWAYS_SOFTWARE", "1", 1);
+        if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0)
+            return;
+        SDL_GL_SetAttribute(SDL_GL_CONTEXT_MAJOR_VERSION, 2);
+        SDL_GL_SetAttribute(SDL_GL_CONTEXT_MINOR_VERSION, 1);
+        SDL_GL_SetAttribute(SDL_GL_CONTEXT_PROFILE_MASK, SDL_GL_CONTEXT_PROFILE_COMPATIBILITY);
+        SDL_GL_SetAttribute(SDL_GL_DOUBLEBUFFER, 1);
+        g_pWindow = SDL_CreateWindow("test", 0, 0, 80, 48, SDL_WINDOW_OPENGL | SDL_WINDOW_HIDDEN);
+        if (g_pWindow)
+            g_hContext = SDL_GL_CreateContext(g_pWindow);
+        if (!g_hContext || SDL_GL_MakeCurrent(g_pWindow, g_hContext) != 0) {
+            g_hContext = nullptr;
+            return;
+        }
+        SetGLTargetWindow(g_pWindow);
+    }
+
+    // The window and its context stay to the end of the process: closing
+    // the video driver unloads OpenGL libraries that keep blocks of their
+    // own, which a leak checker then can no longer tell apart.
+    static void TearDownTestSuite() { SetGLTargetWindow(nullptr); }
+
+    void SetUp() override
+    {
+        ScratchDirTest::SetUp();
+        if (!g_hContext)
+            GTEST_SKIP() << "no OpenGL context: " << SDL_GetError();
+        ASSERT_EQ(CreateGLDirectDraw(&pDD), S_OK);
+        ASSERT_EQ(pDD->SetCooperativeLevel(nullptr, 0x13), S_OK);
+        ASSERT_EQ(pDD->SetDisplayMode(W, H, 16, 0, 0), S_OK);
+        DDSURFACEDESC2 desc{};
+        desc.dwFlags = DDSD_CAPS | DDSD_BACKBUFFERCOUNT;
+        desc.dwBackBufferCount = 1;
+        desc.ddsCaps.dwCaps = 0x2218;
+        ASSERT_EQ(pDD->CreateSurface(&desc, &pPrimary, nullptr), S_OK);
+        DDSCAPS2 caps{DDSCAPS_BACKBUFFER, 0, 0, 0};
+        ASSERT_EQ(pPrimary->GetAttachedSurface(&caps, &pBack), S_OK);
+    }
+
+    void TearDown() override
+    {
+        for (IDirectDrawSurface7* p : Textures)
+            p->Release();
+        if (pDevice)
+            pDevice->Release();
+        if (pZ)
+            pZ->Release();
+        if (pD3D)
+            pD3D->Release();
+        if (pBack)
+            pBack->Release();
+        if (pPrimary)
+            pPrimary->Release();
+        if (pDD)
+            pDD->Release();
+        ScratchDirTest::TearDown();
+    }
+
+    // The device with a z-buffer of the given format (none when 0 bits).
+    void OpenDevice(uint32_t nDepth = 0, uint32_t nStencil = 0)
+    {
+        void* p = nullptr;
+        ASSERT_EQ(pDD->QueryInterface(IID_IDirect3D7, &p), S_OK);
+        pD3D = static_cast<IDirect3D7*>(p);
+        if (nDepth) {
+            DDSURFACEDESC2 desc{};
+            desc.dwFlags = DDSD_CAPS | DDSD_WIDTH | DDSD_HEIGHT | DDSD_PIXELFORMAT;
+            desc.dwWidth = W;
+            desc.dwHeight = H;
+            desc.ddpfPixelFormat = MakeZFormat(nDepth, nStencil);
+            desc.ddsCaps.dwCaps = DDSCAPS_ZBUFFER | DDSCAPS_SYSTEMMEMORY;
+            ASSERT_EQ(pDD->CreateSurface(&desc, &pZ, nullptr), S_OK);
+            ASSERT_EQ(pBack->AddAttachedSurface(pZ), S_OK);
+        }
+        std::vector<GUID> devices;
+        pD3D->EnumDevices(CollectDevice, &devices);
+        ASSERT_FALSE(devices.empty());
+        ASSERT_EQ(pD3D->CreateDevice(devices[0], pBack, &pDevice), S_OK);
+        D3DVIEWPORT7 viewport{0, 0, W, H, 0.0f, 1.0f};
+        ASSERT_EQ(pDevice->SetViewport(&viewport), S_OK);
+        pDevice->SetRenderState(D3DRENDERSTATE_CULLMODE, D3DCULL_NONE);
+        pDevice->SetRenderState(D3DRENDERSTATE_LIGHTING, 0);
+    }
+
+    // A texture of 32-bit ARGB texels (levels of the given sizes), filled
+    // per level with one colour or through the callback.
+    IDirectDrawSurface7* MakeTexture(uint32_t w, uint32_t h, uint32_t nMips,
+                                     const std::vector<uint32_t>& levelColours,
+                                     const DDCOLORKEY* pKey = nullptr)
+    {
+        DDSURFACEDESC2 desc{};
+        desc.dwFlags = DDSD_CAPS | DDSD_WIDTH | DDSD_HEIGHT | DDSD_PIXELFORMAT;
+        desc.dwWidth = w;
+        desc.dwHeight = h;
+        desc.ddpfPixelFormat = MakeRGBFormat(32, 8, 8, 8, 8);
+        desc.ddsCaps.dwCaps = DDSCAPS_TEXTURE;
+        if (nMips) {
+            desc.dwFlags |= DDSD_MIPMAPCOUNT;
+            desc.dwMipMapCount = nMips;
+            desc.ddsCaps.dwCaps |= DDSCAPS_MIPMAP | DDSCAPS_COMPLEX;
+        }
+        if (pKey) {
+            desc.dwFlags |= DDSD_CKSRCBLT;
+            desc.ddckCKSrcBlt = *pKey;
+        }
+        IDirectDrawSurface7* pTexture = nullptr;
+        EXPECT_EQ(pDD->CreateSurface(&desc, &pTexture, nullptr), S_OK);
+        size_t i = 0;
+        for (auto* p = static_cast<CMemorySurface*>(pTexture); p; p = p->GetNextLevel(), ++i)
+            Fill(p, levelColours[std::min(i, levelColours.size() - 1)]);
+        Textures.push_back(pTexture);
+        return pTexture;
+    }
+
+    static void Fill(IDirectDrawSurface7* pSurface, uint32_t nValue, RECT* pRect = nullptr)
+    {
+        DDBLTFX fx{};
+        fx.dwFillColor = nValue;
+        ASSERT_EQ(pSurface->Blt(pRect, nullptr, nullptr, DDBLT_COLORFILL, &fx), S_OK);
+    }
+
+    // A screen quad from (x0, y0) to (x1, y1) with texture 0..1 on both pairs.
+    void DrawQuad(float x0, float y0, float x1, float y1, float z = 0.5f,
+                  uint32_t nColour = 0xFFFFFFFFu)
+    {
+        CScreenVertex quad[4] = {{x0, y0, z, 1, nColour, 0, 0, 0, 0},
+                                 {x1, y0, z, 1, nColour, 1, 0, 1, 0},
+                                 {x1, y1, z, 1, nColour, 1, 1, 1, 1},
+                                 {x0, y1, z, 1, nColour, 0, 1, 0, 1}};
+        ASSERT_EQ(pDevice->DrawPrimitive(D3DPT_TRIANGLEFAN, 0x244, quad, 4, 0), S_OK);
+    }
+
+    void UseTextureOnly(IDirectDrawSurface7* pTexture)
+    {
+        pDevice->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_TEXTURE);
+        pDevice->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+        pDevice->SetTextureStageState(1, D3DTSS_COLOROP, D3DTOP_DISABLE);
+        pDevice->SetTexture(0, pTexture);
+    }
+
+    // The framebuffer's picture, top row first.
+    std::vector<uint8_t> Picture()
+    {
+        std::vector<uint8_t> rgb;
+        dynamic_cast<CGLBackSurface*>(pBack)->ReadPicture(&rgb);
+        return rgb;
+    }
+    static CRgb At(const std::vector<uint8_t>& rgb, uint32_t x, uint32_t y)
+    {
+        const uint8_t* p = rgb.data() + (static_cast<size_t>(y) * W + x) * 3;
+        return {p[0], p[1], p[2]};
+    }
+    static uint32_t CpuPixel(IDirectDrawSurface7* pSurface, uint32_t x, uint32_t y)
+    {
+        DDSURFACEDESC2 desc{};
+        EXPECT_EQ(pSurface->Lock(nullptr, &desc, DDLOCK_WAIT, nullptr), S_OK);
+        uint16_t v = static_cast<uint16_t*>(desc.lpSurface)[y * desc.lPitch / 2 + x];
+        pSurface->Unlock(nullptr);
+        return v;
+    }
+
+    IDirectDraw7* pDD = nullptr;
+    IDirectDrawSurface7* pPrimary = nullptr;
+    IDirectDrawSurface7* pBack = nullptr;
+    IDirectDrawSurface7* pZ = nullptr;
+    IDirect3D7* pD3D = nullptr;
+    IDirect3DDevice7* pDevice = nullptr;
+    std::vector<IDirectDrawSurface7*> Textures;
+};
+
+::testing::AssertionResult RgbNear(const CRgb& actual, int r, int g, int b, int nTolerance = 0)
+{
+    if (std::abs(actual.r - r) <= nTolerance && std::abs(actual.g - g) <= nTolerance &&
+        std::abs(actual.b - b) <= nTolerance)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "got " << actual.r << "," << actual.g << ","
+                                         << actual.b << " instead of " << r << "," << g << ","
+                                         << b;
+}
+
+
+} // namespace
+
+TEST_F(GLDeviceTest, DevicesFollowTheRenderer)
+{
+    OpenDevice();
+    // Forced to llvmpipe where Mesa is the driver; a machine whose only
+    // OpenGL is a GPU vendor's renders on the GPU.
+    std::string renderer = reinterpret_cast<const char*>(glGetString(GL_RENDERER));
+    bool bSoftware = renderer.find("llvmpipe") != std::string::npos;
+    std::vector<GUID> devices;
+    ASSERT_EQ(pD3D->EnumDevices(CollectDevice, &devices), S_OK);
+    IDirect3DDevice7* pOther = nullptr;
+    if (bSoftware) {
+        ASSERT_EQ(devices.size(), 1u);
+        EXPECT_EQ(devices[0], IID_IDirect3DRGBDevice);
+        EXPECT_EQ(pD3D->CreateDevice(IID_IDirect3DHALDevice, pBack, &pOther), E_FAIL);
+    } else {
+        ASSERT_EQ(devices.size(), 2u) << renderer;
+        EXPECT_EQ(devices[0], IID_IDirect3DHALDevice);
+        EXPECT_EQ(devices[1], IID_IDirect3DTnLHalDevice);
+    }
+    EXPECT_EQ(pD3D->CreateDevice(devices[0], pPrimary, &pOther), DDERR_INVALIDPARAMS);
+    D3DDEVICEDESC7 caps{};
+    pDevice->GetCaps(&caps);
+    EXPECT_EQ(caps.dpcTriCaps.dwTextureFilterCaps & 0xC, 0xCu);
+}
+
+TEST_F(GLDeviceTest, FillAndDeviceContextDrawingReachThePicture)
+{
+    Fill(pBack, 0x001F); // blue, on both sides at once
+    HDC hdc = nullptr;
+    ASSERT_EQ(pBack->GetDC(&hdc), S_OK);
+    RECT top{0, 0, (int32_t)W, 2};
+    HBRUSH hRed = CreateSolidBrush(RGB(255, 0, 0));
+    FillRect(hdc, &top, hRed);
+    DeleteObject(hRed);
+    SetPixel(hdc, 5, 40, RGB(0, 255, 0));
+    ASSERT_EQ(pBack->ReleaseDC(hdc), S_OK);
+    std::vector<uint8_t> rgb = Picture();
+    EXPECT_TRUE(RgbNear(At(rgb, 0, 0), 255, 0, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 63, 1), 255, 0, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 0, 2), 0, 0, 255));
+    EXPECT_TRUE(RgbNear(At(rgb, 5, 40), 0, 255, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 63, 47), 0, 0, 255));
+}
+
+TEST_F(GLDeviceTest, TexturedScreenQuadIsUpright)
+{
+    OpenDevice();
+    IDirectDrawSurface7* pTexture = MakeTexture(2, 2, 0, {0});
+    auto* pLevel = static_cast<CMemorySurface*>(pTexture);
+    DDSURFACEDESC2 desc{};
+    ASSERT_EQ(pTexture->Lock(nullptr, &desc, DDLOCK_WAIT, nullptr), S_OK);
+    pLevel->WritePixel(0, 0, 0xFFFF0000u); // top-left red
+    pLevel->WritePixel(1, 0, 0xFF00FF00u); // top-right green
+    pLevel->WritePixel(0, 1, 0xFF0000FFu); // bottom-left blue
+    pLevel->WritePixel(1, 1, 0xFFFFFFFFu);
+    pTexture->Unlock(nullptr);
+    UseTextureOnly(pTexture);
+    ASSERT_EQ(pDevice->BeginScene(), S_OK);
+    DrawQuad(0, 0, W, H);
+    ASSERT_EQ(pDevice->EndScene(), S_OK);
+    std::vector<uint8_t> rgb = Picture();
+    EXPECT_TRUE(RgbNear(At(rgb, 1, 1), 255, 0, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 62, 1), 0, 255, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 1, 46), 0, 0, 255));
+    EXPECT_TRUE(RgbNear(At(rgb, 62, 46), 255, 255, 255));
+    // The CPU side reads the drawn picture back in the display's format.
+    EXPECT_EQ(CpuPixel(pBack, 1, 1), 0xF800u);
+    EXPECT_EQ(CpuPixel(pBack, 1, 46), 0x001Fu);
+
+    // Changed texels are uploaded again at the next draw.
+    ASSERT_EQ(pTexture->Lock(nullptr, &desc, DDLOCK_WAIT, nullptr), S_OK);
+    pLevel->WritePixel(0, 0, 0xFF000000u);
+    pTexture->Unlock(nullptr);
+    DrawQuad(0, 0, W, H);
+    EXPECT_TRUE(RgbNear(At(Picture(), 1, 1), 0, 0, 0));
+}
+
+TEST_F(GLDeviceTest, LightmapStageMultipliesTheTexture)
+{
+    OpenDevice();
+    IDirectDrawSurface7* pTexture = MakeTexture(4, 4, 0, {0xFFC08040u});
+    IDirectDrawSurface7* pLightmap = MakeTexture(4, 4, 0, {0xFF80FF40u});
+    pDevice->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_TEXTURE);
+    pDevice->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+    pDevice->SetTextureStageState(1, D3DTSS_COLORARG2, D3DTA_CURRENT);
+    pDevice->SetTextureStageState(1, D3DTSS_COLORARG1, D3DTA_TEXTURE);
+    pDevice->SetTextureStageState(1, D3DTSS_COLOROP, D3DTOP_MODULATE);
+    pDevice->SetTextureStageState(1, D3DTSS_ADDRESS, D3DTADDRESS_CLAMP);
+    pDevice->SetTextureStageState(1, D3DTSS_TEXCOORDINDEX, 1);
+    pDevice->SetTexture(0, pTexture);
+    pDevice->SetTexture(1, pLightmap);
+    DrawQuad(0, 0, W, H);
+    // 0xC0 * 0x80, 0x80 * 0xFF, 0x40 * 0x40, each over 255.
+    EXPECT_TRUE(RgbNear(At(Picture(), 30, 20), 0x60, 0x80, 0x10, 1));
+    // Without a texture the stage samples white: the lightmap shows alone.
+    pDevice->SetTexture(0, nullptr);
+    DrawQuad(0, 0, W, H);
+    EXPECT_TRUE(RgbNear(At(Picture(), 30, 20), 0x80, 0xFF, 0x40, 1));
+}
+
+TEST_F(GLDeviceTest, FlatColourWireframeLeavesTheInsideAlone)
+{
+    OpenDevice();
+    Fill(pBack, 0);
+    pDevice->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_TFACTOR);
+    pDevice->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+    pDevice->SetTextureStageState(1, D3DTSS_COLOROP, D3DTOP_DISABLE);
+    pDevice->SetRenderState(D3DRENDERSTATE_TEXTUREFACTOR, 0xFFFFFF00u);
+    pDevice->SetRenderState(D3DRENDERSTATE_FILLMODE, D3DFILL_WIREFRAME);
+    DrawQuad(10.5f, 10.5f, 50.5f, 40.5f);
+    std::vector<uint8_t> rgb = Picture();
+    // Both triangles of the fan show their edges, the shared one included.
+    EXPECT_TRUE(RgbNear(At(rgb, 20, 30), 0, 0, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 45, 15), 0, 0, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 30, 25), 255, 255, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 30, 10), 255, 255, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 10, 25), 255, 255, 0));
+    pDevice->SetRenderState(D3DRENDERSTATE_FILLMODE, D3DFILL_SOLID);
+    DrawQuad(10.5f, 10.5f, 50.5f, 40.5f);
+    EXPECT_TRUE(RgbNear(At(Picture(), 20, 30), 255, 255, 0));
+}
+
+TEST_F(GLDeviceTest, DepthTestKeepsTheNearerQuad)
+{
+    OpenDevice(24, 8);
+    pDevice->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_DIFFUSE);
+    pDevice->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+    pDevice->SetRenderState(D3DRENDERSTATE_ZFUNC, D3DCMP_LESSEQUAL);
+    ASSERT_EQ(pDevice->Clear(0, nullptr, D3DCLEAR_ZBUFFER | D3DCLEAR_TARGET, 0, 1.0f, 0), S_OK);
+    DrawQuad(0, 0, 40, 40, 0.2f, 0xFFFF0000u);
+    DrawQuad(20, 20, 64, 48, 0.8f, 0xFF00FF00u);
+    std::vector<uint8_t> rgb = Picture();
+    EXPECT_TRUE(RgbNear(At(rgb, 30, 30), 255, 0, 0));  // overlap: red is nearer
+    EXPECT_TRUE(RgbNear(At(rgb, 50, 44), 0, 255, 0));
+    ASSERT_EQ(pDevice->Clear(0, nullptr, D3DCLEAR_ZBUFFER, 0, 1.0f, 0), S_OK);
+    DrawQuad(20, 20, 64, 48, 0.8f, 0xFF00FF00u);
+    rgb = Picture();
+    EXPECT_TRUE(RgbNear(At(rgb, 30, 30), 0, 255, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 10, 10), 255, 0, 0)); // clearing depth kept the colours
+}
+
+TEST_F(GLDeviceTest, WorldVerticesGoThroughTheTransforms)
+{
+    OpenDevice(16);
+    pDevice->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_DIFFUSE);
+    pDevice->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+    // A perspective projection of 90 degrees vertically, near 1, far 100.
+    const float fNear = 1.0f, fFar = 100.0f;
+    const float fQ = fFar / (fFar - fNear);
+    D3DMATRIX projection{};
+    projection.m[0] = static_cast<float>(H) / W;
+    projection.m[5] = 1.0f;
+    projection.m[10] = fQ;
+    projection.m[11] = 1.0f;
+    projection.m[14] = -fQ * fNear;
+    pDevice->SetTransform(D3DTRANSFORMSTATE_PROJECTION, &projection);
+    D3DMATRIX world{};
+    world.m[0] = world.m[5] = world.m[10] = world.m[15] = 1.0f;
+    world.m[12] = 0.0f;
+    world.m[13] = 0.0f; // moved up by the view below
+    pDevice->SetTransform(D3DTRANSFORMSTATE_WORLD, &world);
+    D3DMATRIX view = world;
+    view.m[13] = 1.0f; // y up by 1
+    pDevice->SetTransform(D3DTRANSFORMSTATE_VIEW, &view);
+    Fill(pBack, 0);
+    pDevice->Clear(0, nullptr, D3DCLEAR_ZBUFFER, 0, 1.0f, 0);
+    // A quad at depth 10 from y 0 to 4 (1 to 5 after the view): all above
+    // the centre of the picture.
+    CWorldVertex quad[4] = {{-2, 0, 10, 0, 0xFFFFFFFFu, 0, 0, 0, 0, 0},
+                            {2, 0, 10, 0, 0xFFFFFFFFu, 0, 0, 0, 0, 0},
+                            {2, 4, 10, 0, 0xFFFFFFFFu, 0, 0, 0, 0, 0},
+                            {-2, 4, 10, 0, 0xFFFFFFFFu, 0, 0, 0, 0, 0}};
+    ASSERT_EQ(pDevice->DrawPrimitive(D3DPT_TRIANGLEFAN, 0x2E2, quad, 4, 0), S_OK);
+    std::vector<uint8_t> rgb = Picture();
+    // y = 1 at depth 10 lies 0.1 of the half height above the centre.
+    EXPECT_TRUE(RgbNear(At(rgb, 32, 24 - 4), 255, 255, 255));
+    EXPECT_TRUE(RgbNear(At(rgb, 32, 24 + 2), 0, 0, 0));
+    // A point at z 101 lies beyond the far plane and is clipped away.
+    for (CWorldVertex& v : quad) {
+        v.x *= 20.0f; // still wide at that distance
+        v.z = 101.0f;
+        v.nColour = 0xFF00FF00u;
+    }
+    Fill(pBack, 0);
+    pDevice->DrawPrimitive(D3DPT_TRIANGLEFAN, 0x2E2, quad, 4, 0);
+    EXPECT_TRUE(RgbNear(At(Picture(), 32, 24 - 1), 0, 0, 0));
+}
+
+TEST_F(GLDeviceTest, CullingFollowsScreenWinding)
+{
+    OpenDevice();
+    pDevice->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_DIFFUSE);
+    pDevice->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+    // Top-left, top-right, bottom-left: clockwise as seen on the screen.
+    CScreenVertex clockwise[3] = {{0, 0, 0.5f, 1, 0xFFFFFFFFu, 0, 0, 0, 0},
+                                  {64, 0, 0.5f, 1, 0xFFFFFFFFu, 0, 0, 0, 0},
+                                  {0, 48, 0.5f, 1, 0xFFFFFFFFu, 0, 0, 0, 0}};
+    const struct {
+        uint32_t nCull;
+        int nExpected;
+    } cases[] = {{D3DCULL_CCW, 255}, {D3DCULL_CW, 0}, {D3DCULL_NONE, 255}};
+    for (const auto& c : cases) {
+        Fill(pBack, 0);
+        pDevice->SetRenderState(D3DRENDERSTATE_CULLMODE, c.nCull);
+        pDevice->DrawPrimitive(D3DPT_TRIANGLEFAN, 0x244, clockwise, 3, 0);
+        EXPECT_EQ(At(Picture(), 5, 5).r, c.nExpected) << "cull mode " << c.nCull;
+    }
+}
+
+TEST_F(GLDeviceTest, ColourKeyedTexelsAreTransparent)
+{
+    OpenDevice();
+    const uint32_t nKey = 0xFF7F007Fu;
+    DDCOLORKEY key{nKey, nKey};
+    IDirectDrawSurface7* pGlyph = MakeTexture(2, 1, 0, {nKey}, &key);
+    static_cast<CMemorySurface*>(pGlyph)->WritePixel(1, 0, 0xFFFFFFFFu);
+    Fill(pBack, 0xF800); // red
+    UseTextureOnly(pGlyph);
+    pDevice->SetRenderState(D3DRENDERSTATE_COLORKEYENABLE, 1);
+    DrawQuad(0, 0, W, H);
+    std::vector<uint8_t> rgb = Picture();
+    EXPECT_TRUE(RgbNear(At(rgb, 10, 10), 255, 0, 0));     // keyed half: background
+    EXPECT_TRUE(RgbNear(At(rgb, 50, 10), 255, 255, 255)); // white half drawn
+    pDevice->SetRenderState(D3DRENDERSTATE_COLORKEYENABLE, 0);
+    DrawQuad(0, 0, W, H);
+    EXPECT_TRUE(RgbNear(At(Picture(), 10, 10), 0x7F, 0, 0x7F)); // the key colour itself
+}
+
+TEST_F(GLDeviceTest, MipFilterChoosesTheLevel)
+{
+    OpenDevice();
+    IDirectDrawSurface7* pTexture = MakeTexture(16, 16, 3, {0xFFFF0000u, 0xFF00FF00u, 0xFF0000FFu});
+    UseTextureOnly(pTexture);
+    // 16 texels on 4 pixels: level 2 (4x4) fits.
+    pDevice->SetTextureStageState(0, D3DTSS_MIPFILTER, D3DTFP_POINT);
+    DrawQuad(0, 0, 4, 4);
+    EXPECT_TRUE(RgbNear(At(Picture(), 1, 1), 0, 0, 255));
+    pDevice->SetTextureStageState(0, D3DTSS_MIPFILTER, D3DTFP_NONE);
+    DrawQuad(0, 0, 4, 4);
+    EXPECT_TRUE(RgbNear(At(Picture(), 1, 1), 255, 0, 0));
+}
+
+TEST_F(GLDeviceTest, CpuAndGpuWritesBothSurvive)
+{
+    OpenDevice();
+    Fill(pBack, 0);
+    pDevice->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_DIFFUSE);
+    pDevice->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+    pDevice->BeginScene();
+    DrawQuad(0, 0, 32, 48, 0.5f, 0xFF00FF00u);
+    HDC hdc = nullptr;
+    ASSERT_EQ(pBack->GetDC(&hdc), S_OK);
+    COLORREF green = GetPixel(hdc, 10, 10); // read back from the GPU side
+    EXPECT_EQ(GetRValue(green), 0);
+    EXPECT_GE(GetGValue(green), 248);
+    EXPECT_EQ(GetBValue(green), 0);
+    SetPixel(hdc, 40, 10, RGB(255, 255, 255));
+    pBack->ReleaseDC(hdc);
+    DrawQuad(48, 0, 64, 48, 0.5f, 0xFF0000FFu); // uploads the CPU side first
+    pDevice->EndScene();
+    std::vector<uint8_t> rgb = Picture();
+    EXPECT_TRUE(RgbNear(At(rgb, 10, 10), 0, 255, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 40, 10), 255, 255, 255));
+    EXPECT_TRUE(RgbNear(At(rgb, 40, 11), 0, 0, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 60, 10), 0, 0, 255));
+}
+
+TEST_F(GLDeviceTest, ShotIsWrittenOnceWithTheTopRowFirst)
+{
+    Fill(pBack, 0);
+    RECT corner{0, 0, 1, 1};
+    Fill(pBack, 0xFFFF, &corner);
+    std::string path = Path("shot.png");
+    RequestShot(path);
+    ASSERT_EQ(pPrimary->Flip(nullptr, DDFLIP_WAIT), S_OK);
+    int nWidth = 0, nHeight = 0;
+    std::vector<uint8_t> rgb;
+    ASSERT_TRUE(ReadPngRgb(path, &nWidth, &nHeight, &rgb));
+    EXPECT_EQ(nWidth, static_cast<int>(W));
+    EXPECT_EQ(nHeight, static_cast<int>(H));
+    EXPECT_TRUE(RgbNear(At(rgb, 0, 0), 255, 255, 255));
+    EXPECT_TRUE(RgbNear(At(rgb, 1, 0), 0, 0, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 0, H - 1), 0, 0, 0));
+    std::filesystem::remove(path);
+    ASSERT_EQ(pPrimary->Flip(nullptr, DDFLIP_WAIT), S_OK);
+    EXPECT_FALSE(std::filesystem::exists(path));
+    // The back surface keeps its picture across the flip.
+    EXPECT_EQ(CpuPixel(pBack, 0, 0), 0xFFFFu);
+}
+
+TEST_F(GLDeviceTest, DeviceWithoutItsFlipChainReportsTheLoss)
+{
+    OpenDevice(16);
+    pBack->Release();
+    pBack = nullptr;
+    pPrimary->Release();
+    pPrimary = nullptr;
+    EXPECT_EQ(pDevice->BeginScene(), DDERR_SURFACELOST);
+    D3DVIEWPORT7 viewport{0, 0, W, H, 0.0f, 1.0f};
+    EXPECT_EQ(pDevice->SetViewport(&viewport), DDERR_SURFACELOST);
+    CScreenVertex v[3] = {};
+    EXPECT_EQ(pDevice->DrawPrimitive(D3DPT_TRIANGLEFAN, 0x244, v, 3, 0), DDERR_SURFACELOST);
+}

@@ -1,0 +1,586 @@
+// The window and its message queue, the frame loop's result protocol on top
+// of them, and the SDL backend: event translation and a headless window with
+// an OpenGL context.
+#include "frame/application.h"
+#include "frame/error.h"
+#include "platform/dinput.h"
+#include "platform/dsound.h"
+#include "platform/input_state.h"
+#include "platform/message_box.h"
+#include "platform/null_backend.h"
+#include "platform/sdl_audio.h"
+#include "platform/sdl_events.h"
+#include "platform/sdl_joysticks.h"
+#include "platform/sdl_window.h"
+#include "platform/window.h"
+#include "scratch_dir.h"
+
+#include <SDL2/SDL.h>
+#include <SDL2/SDL_opengl.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#if defined(__SANITIZE_ADDRESS__)
+// SDL's video start-up reaches the session bus through libdbus, which keeps
+// a read buffer it never frees when no desktop answers.
+extern "C" const char* __lsan_default_suppressions() { return "leak:libdbus-1.so\n"; }
+#endif
+
+namespace {
+
+// ---------------------------------------------------------------- queue
+
+std::vector<uint32_t> g_Seen; // messages the test procedure received
+
+LRESULT RecordingProc(HWND hWnd, uint32_t nMessage, WPARAM wParam, LPARAM lParam)
+{
+    g_Seen.push_back(nMessage);
+    return DefWindowProcA(hWnd, nMessage, wParam, lParam);
+}
+
+class WindowQueueTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ResetWindowSystem();
+        ResetNullBackend();
+        g_Seen.clear();
+    }
+    void TearDown() override
+    {
+        ResetWindowSystem();
+        ResetNullBackend();
+    }
+
+    HWND Create(const char* pszClass = "Queue")
+    {
+        WNDCLASSEXA windowClass = {};
+        windowClass.cbSize = sizeof(windowClass);
+        windowClass.lpfnWndProc = RecordingProc;
+        windowClass.lpszClassName = "Queue";
+        RegisterClassExA(&windowClass);
+        return CreateWindowExA(0, pszClass, "caption", WS_OVERLAPPEDWINDOW, 0, 0, 64, 48,
+                               nullptr, nullptr, nullptr, nullptr);
+    }
+};
+
+TEST_F(WindowQueueTest, CreateAndDestroyNotifyTheProcedureOnce)
+{
+    EXPECT_EQ(Create("NoSuchClass"), nullptr);
+    GetNullConfig().bWindow = false;
+    EXPECT_EQ(Create(), nullptr);
+    EXPECT_TRUE(g_Seen.empty()) << "no WM_CREATE for a window that was not made";
+
+    GetNullConfig().bWindow = true;
+    HWND hWnd = Create();
+    ASSERT_NE(hWnd, nullptr);
+    EXPECT_EQ(GetLiveWindow(), hWnd);
+    EXPECT_TRUE(DestroyWindow(hWnd));
+    EXPECT_FALSE(DestroyWindow(hWnd)) << "a dead window is not destroyed twice";
+    EXPECT_EQ(g_Seen, (std::vector<uint32_t>{WM_CREATE, WM_DESTROY}));
+    EXPECT_EQ(GetLiveWindow(), nullptr);
+}
+
+TEST_F(WindowQueueTest, CloseDestroysAndQuitEndsGetMessage)
+{
+    HWND hWnd = Create();
+    PostMessageA(hWnd, WM_CLOSE, 0, 0);
+    MSG msg;
+    ASSERT_EQ(GetMessageA(&msg, nullptr, 0, 0), 1);
+    DispatchMessageA(&msg);
+    EXPECT_EQ(g_Seen, (std::vector<uint32_t>{WM_CREATE, WM_CLOSE, WM_DESTROY}));
+    EXPECT_EQ(GetLiveWindow(), nullptr);
+
+    PostQuitMessage(7);
+    EXPECT_EQ(GetMessageA(&msg, nullptr, 0, 0), 0);
+    EXPECT_EQ(msg.message, WM_QUIT);
+    EXPECT_EQ(msg.wParam, 7u);
+    // Empty queue, no window: nothing can come, so no wait.
+    EXPECT_EQ(GetMessageA(&msg, nullptr, 0, 0), 0);
+}
+
+TEST_F(WindowQueueTest, PeekKeepsOrTakesAndHookRunsOnlyWhenEmpty)
+{
+    HWND hWnd = Create();
+    int nHookCalls = 0;
+    SetFrameHook([&] { ++nHookCalls; });
+    PostMessageA(hWnd, 0x400, 1, 0);
+    PostMessageA(hWnd, 0x400, 2, 0);
+
+    MSG msg;
+    ASSERT_TRUE(PeekMessageA(&msg, nullptr, 0, 0, PM_NOREMOVE));
+    EXPECT_EQ(msg.wParam, 1u);
+    ASSERT_TRUE(PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE));
+    EXPECT_EQ(msg.wParam, 1u) << "the peek without removing left it in place";
+    ASSERT_TRUE(PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE));
+    EXPECT_EQ(msg.wParam, 2u);
+    EXPECT_EQ(nHookCalls, 0) << "no frame starts while messages wait";
+
+    EXPECT_FALSE(PeekMessageA(&msg, nullptr, 0, 0, PM_NOREMOVE));
+    EXPECT_EQ(nHookCalls, 1);
+    SetFrameHook(nullptr);
+    EXPECT_FALSE(PeekMessageA(&msg, nullptr, 0, 0, PM_NOREMOVE));
+    EXPECT_EQ(nHookCalls, 1) << "an empty function removes the hook";
+}
+
+// ---------------------------------------------------------------- frame loop
+
+struct CBox {
+    std::string Text, Caption;
+};
+
+// A small application: each hook is a plain function of the frame number.
+// Its Init clears bWindowAlive, so frames update but draw nothing: with no
+// devices (nDevices 0) there are no surfaces, and the frame's Flip would
+// fail on them; the drawing half of the frame is the display code's to test.
+class CTestApp : public CApplication {
+public:
+    std::function<int(int)> OnUpdate;  // result of Update in frame n (1-based)
+    std::function<int(int)> OnProcess; // result of Process in frame n
+    std::optional<std::string> InitError;
+    int nFrames = 0, nInits = 0, nShutdowns = 0, nReports = 0;
+
+    int Init() override
+    {
+        ++nInits;
+        bWindowAlive = 0;
+        if (InitError)
+            throw CError(InitError->c_str());
+        return 0;
+    }
+    int Update() override
+    {
+        ++nFrames;
+        return OnUpdate ? OnUpdate(nFrames) : 0;
+    }
+    int Process() override { return OnProcess ? OnProcess(nFrames) : 0; }
+    int Shutdown() override
+    {
+        ++nShutdowns;
+        return 0;
+    }
+    int ReportError(CError&) override
+    {
+        ++nReports;
+        return 0;
+    }
+};
+
+class FrameLoopTest : public ScratchDirTest {
+protected:
+    void SetUp() override
+    {
+        ScratchDirTest::SetUp();
+        ResetWindowSystem();
+        ResetNullBackend();
+        ResetInputState();
+        g_bQuit = 0;
+        g_nFrameResult = 0;
+        Config.nDevices = 0;
+        Config.pszCaption = "Frame loop";
+        Config.pszClassName = "FrameLoopTest";
+        Config.nWidth = 640;
+        Config.nHeight = 480;
+        Saved = SetMessageBoxHandler([this](HWND, const char* pszText, const char* pszCaption,
+                                            uint32_t) {
+            Boxes.push_back({pszText ? pszText : "", pszCaption ? pszCaption : ""});
+            return 1;
+        });
+    }
+    void TearDown() override
+    {
+        SetMessageBoxHandler(Saved);
+        ResetWindowSystem();
+        ResetNullBackend();
+        g_bQuit = 0;
+        ScratchDirTest::TearDown();
+    }
+
+    CAppConfig Config;
+    std::vector<CBox> Boxes;
+    MessageBoxHandler Saved;
+};
+
+TEST_F(FrameLoopTest, OrderlyQuitShowsNothingAndShutsDownTwice)
+{
+    CTestApp app;
+    app.OnUpdate = [](int nFrame) { return nFrame == 3 ? 1 : 0; };
+    EXPECT_EQ(app.Run(&Config, nullptr), 0);
+    EXPECT_EQ(app.nFrames, 3);
+    EXPECT_TRUE(Boxes.empty());
+    EXPECT_EQ(app.nShutdowns, 2) << "once by the frame's end, once by WM_DESTROY";
+    EXPECT_EQ(GetLiveWindow(), nullptr);
+    EXPECT_EQ(app.nReports, 0);
+}
+
+TEST_F(FrameLoopTest, FailureCodeShowsItsNumber)
+{
+    CTestApp app;
+    app.OnUpdate = [](int) { return 2; };
+    EXPECT_EQ(app.Run(&Config, nullptr), 0);
+    EXPECT_EQ(app.nFrames, 1);
+    ASSERT_EQ(Boxes.size(), 1u);
+    EXPECT_EQ(Boxes[0].Text, "Error: 2");
+    EXPECT_EQ(Boxes[0].Caption, "");
+    EXPECT_EQ(app.nReports, 1) << "the old-style error is reported first";
+    EXPECT_EQ(GetLiveWindow(), nullptr);
+}
+
+TEST_F(FrameLoopTest, RequestQuitFromUpdateOrProcessEndsQuietly)
+{
+    CTestApp app;
+    app.OnUpdate = [](int nFrame) {
+        if (nFrame == 2)
+            CApplication::RequestQuit(4);
+        return 0;
+    };
+    EXPECT_EQ(app.Run(&Config, nullptr), 0);
+    EXPECT_EQ(app.nFrames, 2);
+    EXPECT_EQ(g_nFrameResult, 5);
+    EXPECT_TRUE(Boxes.empty());
+
+    // Update's bits survive Process: a failure code from Update with the
+    // quit bit from Process is an orderly quit carrying both.
+    ResetWindowSystem();
+    g_bQuit = 0;
+    CTestApp second;
+    second.OnUpdate = [](int) { return 6; };
+    second.OnProcess = [](int) { return 1; };
+    EXPECT_EQ(second.Run(&Config, nullptr), 0);
+    EXPECT_EQ(g_nFrameResult, 7);
+    EXPECT_TRUE(Boxes.empty());
+}
+
+TEST_F(FrameLoopTest, ErrorFromInitOrFrameShowsOneBox)
+{
+    {
+        CTestApp app;
+        app.InitError = "Init went wrong.";
+        EXPECT_EQ(app.Run(&Config, nullptr), 0);
+        EXPECT_EQ(app.nFrames, 0);
+        ASSERT_EQ(Boxes.size(), 1u);
+        EXPECT_EQ(Boxes[0].Text, "Init went wrong.");
+        EXPECT_EQ(app.nReports, 1);
+        EXPECT_EQ(GetLiveWindow(), nullptr);
+    }
+    Boxes.clear();
+    ResetWindowSystem();
+    g_bQuit = 0;
+    {
+        CTestApp app;
+        app.OnUpdate = [](int nFrame) -> int {
+            if (nFrame == 4)
+                throw CError("Frame went wrong.");
+            return 0;
+        };
+        EXPECT_EQ(app.Run(&Config, nullptr), 0);
+        EXPECT_EQ(app.nFrames, 4);
+        ASSERT_EQ(Boxes.size(), 1u);
+        EXPECT_EQ(Boxes[0].Text, "Frame went wrong.");
+        EXPECT_GE(app.nShutdowns, 1);
+    }
+}
+
+TEST_F(FrameLoopTest, NoConfigNoWindowOrQueuedQuitRunNoFrame)
+{
+    CTestApp app;
+    EXPECT_EQ(app.Run(nullptr, nullptr), 2);
+    GetNullConfig().bWindow = false;
+    EXPECT_EQ(app.Run(&Config, nullptr), 4);
+    EXPECT_EQ(app.nInits, 0);
+
+    GetNullConfig().bWindow = true;
+    PostQuitMessage(0);
+    EXPECT_EQ(app.Run(&Config, nullptr), 0);
+    EXPECT_EQ(app.nInits, 1);
+    EXPECT_EQ(app.nFrames, 0);
+    EXPECT_TRUE(Boxes.empty());
+}
+
+// ---------------------------------------------------------------- SDL events
+
+SDL_Event KeyEvent(uint32_t nType, SDL_Scancode code, bool bRepeat = false)
+{
+    SDL_Event event = {};
+    event.type = nType;
+    event.key.state = nType == SDL_KEYDOWN ? SDL_PRESSED : SDL_RELEASED;
+    event.key.repeat = bRepeat ? 1 : 0;
+    event.key.keysym.scancode = code;
+    return event;
+}
+
+SDL_Event WindowEvent(uint8_t nWhat)
+{
+    SDL_Event event = {};
+    event.type = SDL_WINDOWEVENT;
+    event.window.event = nWhat;
+    return event;
+}
+
+SDL_Event ButtonEvent(uint32_t nType, uint8_t nButton)
+{
+    SDL_Event event = {};
+    event.type = nType;
+    event.button.button = nButton;
+    event.button.state = nType == SDL_MOUSEBUTTONDOWN ? SDL_PRESSED : SDL_RELEASED;
+    return event;
+}
+
+TEST(SdlEvents, KeysGoToTheirScanCodesAndRepeatsAreIgnored)
+{
+    CInputState state;
+    ApplySdlEvent(KeyEvent(SDL_KEYDOWN, SDL_SCANCODE_W), state, true);
+    ApplySdlEvent(KeyEvent(SDL_KEYDOWN, SDL_SCANCODE_UP), state, true);
+    EXPECT_EQ(state.Keys[DIK_W], 0x80);
+    EXPECT_EQ(state.Keys[DIK_UP], 0x80);
+    ApplySdlEvent(KeyEvent(SDL_KEYUP, SDL_SCANCODE_W), state, true);
+    EXPECT_EQ(state.Keys[DIK_W], 0);
+    // A repeat arriving after the release must not bring the key back.
+    ApplySdlEvent(KeyEvent(SDL_KEYDOWN, SDL_SCANCODE_W, true), state, true);
+    EXPECT_EQ(state.Keys[DIK_W], 0);
+    // A key DirectInput does not have changes nothing.
+    CInputState before = state;
+    ApplySdlEvent(KeyEvent(SDL_KEYDOWN, SDL_SCANCODE_F24), state, true);
+    EXPECT_EQ(0, std::memcmp(before.Keys, state.Keys, sizeof(state.Keys)));
+}
+
+TEST(SdlEvents, MouseMotionWheelAndButtonsAccumulate)
+{
+    CInputState state;
+    SDL_Event motion = {};
+    motion.type = SDL_MOUSEMOTION;
+    motion.motion.xrel = 5;
+    motion.motion.yrel = -3;
+    ApplySdlEvent(motion, state, true);
+    ApplySdlEvent(motion, state, true);
+    EXPECT_EQ(state.nMouseX, 10);
+    EXPECT_EQ(state.nMouseY, -6);
+
+    SDL_Event wheel = {};
+    wheel.type = SDL_MOUSEWHEEL;
+    wheel.wheel.y = 2;
+    ApplySdlEvent(wheel, state, true);
+    wheel.wheel.y = 1;
+    wheel.wheel.direction = SDL_MOUSEWHEEL_FLIPPED;
+    ApplySdlEvent(wheel, state, true);
+    EXPECT_EQ(state.nMouseZ, 240 - 120);
+
+    ApplySdlEvent(ButtonEvent(SDL_MOUSEBUTTONDOWN, SDL_BUTTON_RIGHT), state, true);
+    ApplySdlEvent(ButtonEvent(SDL_MOUSEBUTTONDOWN, SDL_BUTTON_MIDDLE), state, true);
+    EXPECT_EQ(state.MouseButtons[0], 0);
+    EXPECT_EQ(state.MouseButtons[1], 0x80) << "right is DirectInput button 1";
+    EXPECT_EQ(state.MouseButtons[2], 0x80) << "middle is DirectInput button 2";
+    ApplySdlEvent(ButtonEvent(SDL_MOUSEBUTTONUP, SDL_BUTTON_RIGHT), state, true);
+    EXPECT_EQ(state.MouseButtons[1], 0);
+}
+
+TEST(SdlEvents, FocusLossReleasesHeldInputAndScriptsHearOnlyCloses)
+{
+    CInputState state;
+    ApplySdlEvent(KeyEvent(SDL_KEYDOWN, SDL_SCANCODE_A), state, true);
+    ApplySdlEvent(ButtonEvent(SDL_MOUSEBUTTONDOWN, SDL_BUTTON_LEFT), state, true);
+    ApplySdlEvent(WindowEvent(SDL_WINDOWEVENT_FOCUS_LOST), state, true);
+    EXPECT_FALSE(state.bFocus);
+    EXPECT_EQ(state.Keys[DIK_A], 0);
+    EXPECT_EQ(state.MouseButtons[0], 0);
+    ApplySdlEvent(WindowEvent(SDL_WINDOWEVENT_FOCUS_GAINED), state, true);
+    EXPECT_TRUE(state.bFocus);
+
+    // Without live input (a script runs) keys and focus are left alone.
+    ApplySdlEvent(KeyEvent(SDL_KEYDOWN, SDL_SCANCODE_ESCAPE), state, false);
+    ApplySdlEvent(WindowEvent(SDL_WINDOWEVENT_FOCUS_LOST), state, false);
+    EXPECT_EQ(state.Keys[DIK_ESCAPE], 0);
+    EXPECT_TRUE(state.bFocus);
+    SDL_Event quit = {};
+    quit.type = SDL_QUIT;
+    EXPECT_EQ(ApplySdlEvent(quit, state, false), ESdlEventResult::CloseRequested);
+    EXPECT_EQ(ApplySdlEvent(WindowEvent(SDL_WINDOWEVENT_CLOSE), state, true),
+              ESdlEventResult::CloseRequested);
+    EXPECT_EQ(ApplySdlEvent(WindowEvent(SDL_WINDOWEVENT_FOCUS_GAINED), state, true),
+              ESdlEventResult::None);
+}
+
+TEST(SdlEvents, JoystickValuesInDirectInputRanges)
+{
+    EXPECT_EQ(SdlAxisToRange(-32768), 0);
+    EXPECT_EQ(SdlAxisToRange(0), 32768);
+    EXPECT_EQ(SdlAxisToRange(32767), 65535);
+
+    const std::pair<uint8_t, uint32_t> hats[] = {
+        {SDL_HAT_CENTERED, 0xFFFFFFFFu}, {SDL_HAT_UP, 0},       {SDL_HAT_RIGHTUP, 4500},
+        {SDL_HAT_RIGHT, 9000},           {SDL_HAT_RIGHTDOWN, 13500}, {SDL_HAT_DOWN, 18000},
+        {SDL_HAT_LEFTDOWN, 22500},       {SDL_HAT_LEFT, 27000}, {SDL_HAT_LEFTUP, 31500},
+    };
+    for (const auto& [nHat, nPov] : hats)
+        EXPECT_EQ(SdlHatToPov(nHat), nPov) << "hat " << int(nHat);
+
+    EXPECT_EQ(ForceToSdlLevel(10000), 32767);
+    EXPECT_EQ(ForceToSdlLevel(-10000), -32767);
+    EXPECT_EQ(ForceToSdlLevel(250000), 32767) << "out-of-range magnitudes clamp, not wrap";
+}
+
+// ---------------------------------------------------------------- SDL backend
+
+// Sets (or, with null, removes) an environment variable for one scope.
+class CScopedEnv {
+public:
+    CScopedEnv(const char* pszName, const char* pszValue) : Name(pszName)
+    {
+        if (const char* pszOld = std::getenv(pszName))
+            Old = pszOld;
+        if (pszValue)
+            setenv(pszName, pszValue, 1);
+        else
+            unsetenv(pszName);
+    }
+    ~CScopedEnv()
+    {
+        if (Old)
+            setenv(Name.c_str(), Old->c_str(), 1);
+        else
+            unsetenv(Name.c_str());
+    }
+
+private:
+    std::string Name;
+    std::optional<std::string> Old;
+};
+
+std::vector<std::string> g_Warnings;
+
+TEST(SdlBackend, LiveRunWithoutDisplayIsRefused)
+{
+    CScopedEnv driver("SDL_VIDEODRIVER", nullptr);
+    CScopedEnv display("DISPLAY", nullptr);
+    CScopedEnv wayland("WAYLAND_DISPLAY", nullptr);
+    CSdlOptions options;
+    std::string error;
+    EXPECT_FALSE(InitSdlBackend(options, &error));
+    EXPECT_NE(error.find("No display found"), std::string::npos) << error;
+    EXPECT_NE(error.find("--script"), std::string::npos) << "the message names the way out";
+
+    // A script runs headless, even when the display named cannot be reached.
+    CScopedEnv stale("DISPLAY", ":97");
+    options.bScripted = true;
+    EXPECT_TRUE(InitSdlBackend(options, &error)) << error;
+    ShutdownSdlBackend();
+}
+
+TEST(SdlBackend, HeadlessScriptedRunGetsAWindowWithOpenGL)
+{
+    CScopedEnv driver("SDL_VIDEODRIVER", "offscreen");
+    CScopedEnv audio("SDL_AUDIODRIVER", "dummy");
+    SetBackendWarningHandler([](const char* pszText) { g_Warnings.push_back(pszText); });
+    CSdlOptions options;
+    options.bScripted = true;
+    std::string error;
+    ASSERT_TRUE(InitSdlBackend(options, &error)) << error;
+    EXPECT_TRUE(IsOffscreenVideo());
+    EXPECT_TRUE(GetSdlOptions().bScripted);
+
+    IPlatformBackend* pBackend = GetSdlBackend();
+    ASSERT_TRUE(pBackend->OpenWindow("headless", 320, 200));
+    ASSERT_NE(GetSdlWindow(), nullptr);
+    int nWidth = 0, nHeight = 0;
+    SDL_GetWindowSize(GetSdlWindow(), &nWidth, &nHeight);
+    EXPECT_EQ(nWidth, 320);
+    EXPECT_EQ(nHeight, 200);
+    const GLubyte* pszRenderer = glGetString(GL_RENDERER);
+    EXPECT_NE(pszRenderer, nullptr);
+    int nMajor = 0, nMinor = 0;
+    const char* pszVersion = reinterpret_cast<const char*>(glGetString(GL_VERSION));
+    ASSERT_NE(pszVersion, nullptr);
+    ASSERT_EQ(std::sscanf(pszVersion, "%d.%d", &nMajor, &nMinor), 2) << pszVersion;
+    EXPECT_GE(nMajor * 10 + nMinor, 21) << pszVersion;
+    // The display code draws with the fixed-function pipeline: the context
+    // must be a compatibility one.
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+    EXPECT_FALSE(pBackend->OpenWindow("second", 32, 32)) << "one window at a time";
+
+    // A scripted run's input comes from the script alone.
+    ResetInputState();
+    SDL_Event key = KeyEvent(SDL_KEYDOWN, SDL_SCANCODE_ESCAPE);
+    SDL_PushEvent(&key);
+    pBackend->PumpEvents(false);
+    EXPECT_EQ(GetInputState().Keys[DIK_ESCAPE], 0);
+    EXPECT_TRUE(GetInputState().Controllers.empty());
+
+    const uint32_t nStart = pBackend->Milliseconds();
+    EXPECT_GE(pBackend->Milliseconds(), nStart);
+
+    // Sound: the device opens at the primary format and follows a change.
+    IDirectSound* pSound = nullptr;
+    ASSERT_EQ(pBackend->CreateDirectSound(&pSound), S_OK);
+    SDL_AudioSpec device = {};
+    ASSERT_TRUE(GetOpenAudioFormat(&device));
+    EXPECT_EQ(device.format, AUDIO_S16SYS);
+    DSBUFFERDESC desc = {};
+    desc.dwSize = sizeof(desc);
+    desc.dwFlags = DSBCAPS_PRIMARYBUFFER;
+    IDirectSoundBuffer* pPrimary = nullptr;
+    ASSERT_EQ(pSound->CreateSoundBuffer(&desc, &pPrimary, nullptr), S_OK);
+    WAVEFORMATEX format = {WAVE_FORMAT_PCM, 1, 11025, 11025, 1, 8, 0};
+    ASSERT_EQ(pPrimary->SetFormat(&format), S_OK);
+    ASSERT_TRUE(GetOpenAudioFormat(&device));
+    EXPECT_EQ(device.format, AUDIO_U8);
+    EXPECT_EQ(device.channels, 1);
+    EXPECT_EQ(device.freq, 11025);
+    pPrimary->Release();
+    pSound->Release();
+
+    pBackend->CloseWindow();
+    EXPECT_EQ(GetSdlWindow(), nullptr);
+    ShutdownSdlBackend();
+    EXPECT_FALSE(GetOpenAudioFormat(&device)) << "shutdown closes the device";
+    SetBackendWarningHandler(nullptr);
+    for (const std::string& warning : g_Warnings)
+        EXPECT_EQ(warning.find("sound"), std::string::npos) << warning;
+}
+
+TEST(SdlBackend, CloseRequestBecomesOneCloseMessage)
+{
+    CScopedEnv driver("SDL_VIDEODRIVER", "offscreen");
+    ResetWindowSystem();
+    g_Seen.clear();
+    CSdlOptions options;
+    options.bScripted = true;
+    std::string error;
+    ASSERT_TRUE(InitSdlBackend(options, &error)) << error;
+    SetPlatformBackend(GetSdlBackend());
+
+    WNDCLASSEXA windowClass = {};
+    windowClass.lpfnWndProc = RecordingProc;
+    windowClass.lpszClassName = "SdlClose";
+    RegisterClassExA(&windowClass);
+    HWND hWnd = CreateWindowExA(0, "SdlClose", "close", 0, 0, 0, 64, 48, nullptr, nullptr,
+                                nullptr, nullptr);
+    ASSERT_NE(hWnd, nullptr);
+    SDL_Event quit = {};
+    quit.type = SDL_QUIT;
+    SDL_PushEvent(&quit);
+    SDL_PushEvent(&quit);
+
+    MSG msg;
+    ASSERT_TRUE(PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE));
+    EXPECT_EQ(msg.message, WM_CLOSE);
+    EXPECT_EQ(msg.hwnd, hWnd);
+    DispatchMessageA(&msg);
+    EXPECT_EQ(GetLiveWindow(), nullptr) << "the default procedure destroyed the window";
+    EXPECT_EQ(GetSdlWindow(), nullptr) << "and with it the SDL window";
+    EXPECT_FALSE(PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE)) << "two requests, one message";
+
+    SetPlatformBackend(nullptr);
+    ResetWindowSystem();
+    ShutdownSdlBackend();
+}
+
+} // namespace
