@@ -91,7 +91,9 @@ int CApplication::Run(const CAppConfig* pConfigIn, HINSTANCE hInstanceIn)
             CreateD3D(pConfig);
         Init();
         return FrameLoop();
-    } catch (CError error) {
+    } catch (const CError& thrown) {
+        // The handler works on its own copy, as a catch by value would.
+        CError error(thrown);
         ReleaseDevices(DEVICE_ALL);
         ReportError(error);
         Shutdown();

@@ -198,9 +198,7 @@ bool CSdlBackend::OpenWindow(const char* pszCaption, int nWidth, int nHeight)
         return false;
     }
     KeepLibrariesResident();
-    // Timed runs and offscreen frames do not wait for a display refresh.
-    const bool bSync = !run.Options.bTimedemo && !IsOffscreenVideo();
-    SDL_GL_SetSwapInterval(bSync ? 1 : 0);
+    // The swap interval is the display's to set (gl_display.cpp).
     run.bCloseSent = false;
     CapturePointer();
     return true;

@@ -92,7 +92,7 @@ bool CResource::SetName(const char* pszName)
     return true;
 }
 
-bool CResource::OnMessage(uint32_t, uint32_t, uint32_t)
+bool CResource::OnMessage(uintptr_t, uintptr_t, uintptr_t)
 {
     return true;
 }
@@ -183,12 +183,12 @@ void CResourceList::DestroyAll(CApplication* pApp)
     DestroySubtree(ppRoot, pApp);
 }
 
-void CResourceList::BroadcastAll(uint32_t a, uint32_t b, uint32_t c)
+void CResourceList::BroadcastAll(uintptr_t a, uintptr_t b, uintptr_t c)
 {
     BroadcastSubtree(pRoot, a, b, c);
 }
 
-bool CResourceList::SendByName(uint32_t a, const char* pszName, uint32_t b, uint32_t c)
+bool CResourceList::SendByName(uintptr_t a, const char* pszName, uintptr_t b, uintptr_t c)
 {
     CResource* pItem = FindByName(pszName);
     return pItem ? pItem->OnMessage(a, b, c) : false;
@@ -234,7 +234,7 @@ void CResourceList::DestroySubtree(CAVLNode** ppNode, CApplication* pApp)
     delete pItem;
 }
 
-void CResourceList::BroadcastSubtree(CAVLNode* pNode, uint32_t a, uint32_t b, uint32_t c)
+void CResourceList::BroadcastSubtree(CAVLNode* pNode, uintptr_t a, uintptr_t b, uintptr_t c)
 {
     if (!pNode)
         return;

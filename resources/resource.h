@@ -30,9 +30,9 @@ public:
     // Drops the own name and stores a copy of pszName. Null leaves the
     // resource nameless and gives false.
     virtual bool SetName(const char* pszName);
-    // Three words whose meaning belongs to the class. The base does nothing
-    // and answers true.
-    virtual bool OnMessage(uint32_t a, uint32_t b, uint32_t c);
+    // Three machine words (numbers or pointers) whose meaning belongs to the
+    // class. The base does nothing and answers true.
+    virtual bool OnMessage(uintptr_t a, uintptr_t b, uintptr_t c);
     // Once per frame for active resources.
     virtual void Update(CApplication* pApp);
     // Once per drawn frame for active resources.
@@ -80,9 +80,9 @@ public:
     // Releases and deletes every item, children first, and empties the list.
     void DestroyAll(CApplication* pApp);
     // OnMessage on every item, active or not, in ascending name order.
-    void BroadcastAll(uint32_t a, uint32_t b, uint32_t c);
+    void BroadcastAll(uintptr_t a, uintptr_t b, uintptr_t c);
     // OnMessage(a, b, c) of the named item; false when there is none.
-    bool SendByName(uint32_t a, const char* pszName, uint32_t b, uint32_t c);
+    bool SendByName(uintptr_t a, const char* pszName, uintptr_t b, uintptr_t c);
 
     CAVLNode* pRoot;
 
@@ -90,5 +90,5 @@ private:
     void UpdateSubtree(CAVLNode* pNode, CApplication* pApp);
     void DrawSubtree(CAVLNode* pNode, CApplication* pApp);
     void DestroySubtree(CAVLNode** ppNode, CApplication* pApp);
-    void BroadcastSubtree(CAVLNode* pNode, uint32_t a, uint32_t b, uint32_t c);
+    void BroadcastSubtree(CAVLNode* pNode, uintptr_t a, uintptr_t b, uintptr_t c);
 };

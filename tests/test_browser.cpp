@@ -6,6 +6,7 @@
 #include "platform/dinput.h"
 #include "scratch_dir.h"
 
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -53,8 +54,11 @@ protected:
 
     void FillList(int nCount)
     {
-        for (int i = 0; i < nCount; ++i)
-            Write("m" + std::to_string(100 + i) + ".vmz", "");
+        for (int i = 0; i < nCount; ++i) {
+            char szName[32];
+            std::snprintf(szName, sizeof(szName), "m%d.vmz", 100 + i);
+            Write(szName, "");
+        }
         Frame({});
     }
 

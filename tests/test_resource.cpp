@@ -27,7 +27,7 @@ public:
         pLog->push_back("delete " + sLabel);
         --nLive;
     }
-    bool OnMessage(uint32_t a, uint32_t b, uint32_t c) override
+    bool OnMessage(uintptr_t a, uintptr_t b, uintptr_t c) override
     {
         pLog->push_back("msg " + sLabel + " " + std::to_string(a) + "," + std::to_string(b) + "," +
                         std::to_string(c));
