@@ -19,6 +19,7 @@
 #include <cstdint>
 
 class CError;
+class CFont;
 class CJoystick;
 class CTextureSurface;
 class CFormatStack;
@@ -142,6 +143,15 @@ public:
     bool ReleaseTexture(const char* pszName);
     CTextureSurface* FindTexture(const char* pszName);
     CTextureSurface* AcquireTexture(const char* pszName);
+
+    // ---- fonts (resources/font_list.cpp) ----
+    bool AddFont(const char* pszName, int nSize, int nWeight, bool bItalic, bool bUnderline,
+                 bool bStrikeOut, bool bTrueType, uint32_t nPitchAndFamily,
+                 const char* pszFaceName, COLORREF colour);
+    // The font is named by its path.
+    bool LoadFont(const char* pszPath, int nCell);
+    CFont* AcquireFont(const char* pszName);
+    bool ReleaseFont(const char* pszName);
 
     // ---- keyboard, mouse and cursor (input/input.cpp) ----
     int CreateDI(const CAppConfig* pConfig);

@@ -1,0 +1,114 @@
+// End to end: the screen controls example started headless, driven by a
+// script that moves the cursor onto the ok button and clicks it; the text box
+// in the captured frames shows the greeting first and the count afterwards.
+#include "picture.h"
+#include "run_program.h"
+#include "scratch_dir.h"
+
+#include <filesystem>
+#include <utility>
+
+namespace {
+
+const uint32_t WHITE = 0xFFFFFF;
+// The glyph background 0x7F007F as a 5-6-5 display keeps it.
+const uint32_t KEY = 0x7B007B;
+
+// The text box and its two lines of 32 pixels; the ok button.
+constexpr int TEXT_LEFT = 242, TEXT_TOP = 264, TEXT_RIGHT = 782, TEXT_BOTTOM = 344;
+constexpr int LINE_HEIGHT = 32;
+constexpr int OK_LEFT = 262, OK_TOP = 424;
+
+class ControlsDemoTest : public ScratchDirTest {
+protected:
+    CProgramRun RunScript(const std::string& script)
+    {
+        const std::string scriptPath = Write("run.script", script);
+        return RunProgram(std::string(VORLANE_CONTROLS_BIN) + " --step-ms 20 --script " +
+                          Quote(scriptPath));
+    }
+
+    CPicture Shot(const std::string& name)
+    {
+        CPicture picture;
+        EXPECT_TRUE(LoadPicture(Path(name), &picture)) << name;
+        return picture;
+    }
+
+    static int LineInk(const CPicture& picture, int nLine)
+    {
+        const int y = TEXT_TOP + nLine * LINE_HEIGHT;
+        return CountNear(picture, TEXT_LEFT, y, TEXT_RIGHT, y + LINE_HEIGHT, WHITE, 24);
+    }
+
+    // The first and last column of the text box's first line with ink.
+    static std::pair<int, int> InkExtent(const CPicture& picture)
+    {
+        std::pair<int, int> extent{-1, -1};
+        for (int x = TEXT_LEFT; x < TEXT_RIGHT; ++x)
+            if (CountNear(picture, x, TEXT_TOP, x + 1, TEXT_TOP + LINE_HEIGHT, WHITE, 24) > 0) {
+                if (extent.first < 0)
+                    extent.first = x;
+                extent.second = x;
+            }
+        return extent;
+    }
+};
+
+TEST_F(ControlsDemoTest, ClickingOkCountsInTheTextBox)
+{
+    // The cursor starts at 512, 384; a delta of 100 moves it 50 pixels a
+    // frame of 20 ms, so -300, 150 brings it to 362, 459 on the ok button.
+    const CProgramRun run = RunScript("wait 3\n"
+                                      "shot " + Path("start.png") + "\n"
+                                      "wait 1\n"
+                                      "mouse -300 150\n"
+                                      "wait 2\n"
+                                      "button 0 down\n"
+                                      "wait 2\n"
+                                      "button 0 up\n"
+                                      "wait 2\n"
+                                      "shot " + Path("clicked.png") + "\n"
+                                      "wait 1\n"
+                                      "press ESCAPE\n"
+                                      "wait 3\n"
+                                      "shot " + Path("after.png") + "\n"
+                                      "wait 1\n");
+    ASSERT_EQ(run.nExitCode, 0) << run.Output;
+    // Escape ended the run before the script did.
+    EXPECT_FALSE(std::filesystem::exists(Path("after.png")));
+
+    const CPicture start = Shot("start.png");
+    const CPicture clicked = Shot("clicked.png");
+    ASSERT_EQ(start.nWidth, 1024);
+    ASSERT_EQ(start.nHeight, 768);
+    ASSERT_EQ(clicked.nWidth, 1024);
+
+    // The greeting: two lines of white glyphs, the first starting at the
+    // box's left edge and spread over the width of "Hello, controls!" at 32
+    // pixels, about 200.
+    EXPECT_GT(LineInk(start, 0), 300);
+    EXPECT_GT(LineInk(start, 1), 300);
+    const auto extent = InkExtent(start);
+    EXPECT_LE(extent.first, TEXT_LEFT + 4);
+    EXPECT_GT(extent.second - extent.first, 170);
+    EXPECT_LT(extent.second - extent.first, 260);
+    // The glyphs' background is keyed out everywhere, cursor and panel
+    // included.
+    for (const CPicture* pPicture : {&start, &clicked})
+        EXPECT_EQ(CountNear(*pPicture, 0, 0, 1024, 768, KEY, 12), 0);
+
+    // After the click: one line "ok: 1  cancel: 0", nothing in the second.
+    EXPECT_GT(LineInk(clicked, 0), 200);
+    EXPECT_EQ(LineInk(clicked, 1), 0);
+    int nChanged = 0;
+    for (int y = TEXT_TOP; y < TEXT_BOTTOM; ++y)
+        for (int x = TEXT_LEFT; x < TEXT_RIGHT; ++x)
+            nChanged += !NearColour(start.At(x, y), clicked.At(x, y));
+    EXPECT_GT(nChanged, 300);
+    // The cursor rests on the ok button, which shows its hover picture now.
+    const int x = OK_LEFT + 20, y = OK_TOP + 20;
+    EXPECT_FALSE(NearColour(start.At(x, y), clicked.At(x, y)));
+}
+
+} // namespace

@@ -1,0 +1,86 @@
+#include "controls/region.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace {
+
+bool SameRect(const RECT& a, const RECT& b)
+{
+    return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
+}
+
+RECT BoundsOf(const CRegion& region)
+{
+    RECT bounds{};
+    EXPECT_EQ(region.GetBounds(&bounds), &bounds);
+    return bounds;
+}
+
+TEST(Region, RectHoldsItsEdgesAndNothingBeyond)
+{
+    const CRectRegion rect(10, 20, 30, 40);
+    for (POINT p : {POINT{10, 20}, POINT{30, 20}, POINT{30, 40}, POINT{10, 40}})
+        EXPECT_TRUE(rect.Contains(p)) << p.x << "," << p.y;
+    for (POINT p : {POINT{9, 30}, POINT{31, 30}, POINT{20, 19}, POINT{20, 41}})
+        EXPECT_FALSE(rect.Contains(p)) << p.x << "," << p.y;
+    EXPECT_TRUE(rect.ContainsCircle(POINT{20, 30}, 10)); // touches all four edges
+    EXPECT_FALSE(rect.ContainsCircle(POINT{21, 30}, 10));
+    EXPECT_TRUE(rect.ContainsRect(RECT{10, 20, 30, 40}));
+    EXPECT_FALSE(rect.ContainsRect(RECT{10, 20, 30, 41}));
+}
+
+TEST(Region, PointHoldsOnlyShapesShrunkToIt)
+{
+    const CPointRegion point(POINT{5, -7});
+    EXPECT_TRUE(point.ContainsCircle(POINT{5, -7}, 0));
+    EXPECT_FALSE(point.ContainsCircle(POINT{5, -7}, 1));
+    EXPECT_TRUE(point.ContainsRect(RECT{5, -7, 5, -7}));
+    EXPECT_FALSE(point.ContainsRect(RECT{5, -7, 6, -7}));
+    EXPECT_FALSE(point.ContainsRect(RECT{5, -8, 5, -7}));
+    EXPECT_TRUE(SameRect(BoundsOf(point), RECT{5, -7, 5, -7}));
+}
+
+TEST(Region, CircleComparesSquares)
+{
+    const CCircleRegion circle(POINT{0, 0}, 5);
+    EXPECT_TRUE(circle.Contains(POINT{3, -4})); // on the rim
+    EXPECT_FALSE(circle.Contains(POINT{4, 4}));
+    // The difference of the squares: 16 <= 25 - 9, although 4 + 3 > 5.
+    EXPECT_TRUE(circle.ContainsCircle(POINT{4, 0}, 3));
+    EXPECT_FALSE(circle.ContainsCircle(POINT{4, 0}, 4));
+    // Every corner counts: each rectangle below has one corner outside.
+    EXPECT_TRUE(circle.ContainsRect(RECT{-3, -4, 3, 4}));
+    for (RECT r : {RECT{-4, -4, 3, 3}, RECT{-3, -4, 4, 3}, RECT{-3, -3, 4, 4}, RECT{-4, -3, 3, 4}})
+        EXPECT_FALSE(circle.ContainsRect(r)) << r.left << "," << r.top;
+    // Radius 0 holds exactly its centre.
+    const CCircleRegion dot(7, 8, 0);
+    EXPECT_TRUE(dot.Contains(POINT{7, 8}));
+    for (POINT p : {POINT{6, 8}, POINT{8, 8}, POINT{7, 7}, POINT{7, 9}})
+        EXPECT_FALSE(dot.Contains(p));
+    // 32-bit arithmetic: 50000² wraps negative, so not even the centre is in.
+    EXPECT_FALSE(CCircleRegion(0, 0, 50000).Contains(POINT{0, 0}));
+}
+
+TEST(Region, CloneIsAnIndependentCopyOfTheSameShape)
+{
+    CCircleRegion circle(10, 10, 5);
+    std::unique_ptr<CRegion> pCircle(circle.Clone());
+    circle.Set(100, 100, 1);
+    EXPECT_TRUE(pCircle->Contains(POINT{13, 14}));
+    EXPECT_FALSE(pCircle->Contains(POINT{14, 14})); // a circle, not its bounds
+    EXPECT_TRUE(SameRect(BoundsOf(*pCircle), RECT{5, 5, 15, 15}));
+
+    CRectRegion rect(RECT{1, 2, 3, 4});
+    std::unique_ptr<CRegion> pRect(rect.Clone());
+    rect.Set(0, 0, 0, 0);
+    EXPECT_TRUE(SameRect(BoundsOf(*pRect), RECT{1, 2, 3, 4}));
+
+    CPointRegion point(2, 3);
+    std::unique_ptr<CRegion> pPoint(point.Clone());
+    point.Set(0, 0);
+    EXPECT_TRUE(pPoint->Contains(POINT{2, 3}));
+}
+
+} // namespace
