@@ -6,8 +6,13 @@
 #include "platform/dinput.h"
 #include "scratch_dir.h"
 
+#include "frame/error.h"
+
 #include <algorithm>
 #include <cstring>
+#include <fstream>
+#include <iterator>
+#include <random>
 
 namespace {
 
@@ -172,6 +177,47 @@ TEST_F(LoadFailureTest, MissingAndDamagedFilesShowTheirMessageAndReturnToTheFold
     EXPECT_EQ(App.nState, VIEWER_BROWSER);
     EXPECT_STREQ(App.pszPath, "C:\\maps\\*");
     EXPECT_EQ(App.nFileCount, -1);
+}
+
+// Damaged copies of a good file that the reader still accepts go on to the
+// tree, the lightmaps, the draws and the collision test; under the
+// sanitizers this shows that nothing there reads outside what was built.
+TEST_F(LoadFailureTest, RandomlyDamagedFilesLoadFailOrThrowButNeverReadAstray)
+{
+    std::ifstream in(Fixture("small.vmz"), std::ios::binary);
+    const std::vector<char> sound((std::istreambuf_iterator<char>(in)),
+                                  std::istreambuf_iterator<char>());
+    ASSERT_GT(sound.size(), 68u);
+    CAppConfig config = MakeViewerConfig();
+    App.pConfig = &config;
+    App.CreateDD(&config);
+    App.CreateD3D(&config);
+    std::mt19937 random(7);
+    int nLoaded = 0;
+    for (int nRound = 0; nRound < 200; ++nRound) {
+        std::vector<char> bytes = sound;
+        for (int n = 1 + random() % 3; n > 0; --n)
+            bytes[68 + random() % (bytes.size() - 68)] = static_cast<char>(random() % 24 - 4);
+        std::ofstream(Dir / "maps" / "hurt.vmz", std::ios::binary | std::ios::trunc)
+            .write(bytes.data(), std::streamsize(bytes.size()));
+        try {
+            Load("C:\\maps\\hurt.vmz");
+        } catch (const CError& error) {
+            EXPECT_STREQ(error.GetMessage(), "Invalid index");
+            continue;
+        }
+        if (App.nState != VIEWER_WALK)
+            continue;
+        ++nLoaded;
+        for (int nMode = 0; nMode < 3; ++nMode) {
+            App.nViewMode = nMode;
+            App.WalkDraw();
+        }
+        for (float x = -64; x <= 64; x += 16)
+            App.World.IsOpen(CVector(x, 8, x / 2));
+        App.UnloadMap();
+    }
+    EXPECT_GT(nLoaded, 20);
 }
 
 } // namespace
