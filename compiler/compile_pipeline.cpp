@@ -1,6 +1,7 @@
 #include "compiler/compile_pipeline.h"
 
 #include "compiler/build_tree.h"
+#include "compiler/leak_check.h"
 #include "compiler/compile_driver.h"
 #include "compiler/entities.h"
 #include "compiler/face_list.h"
@@ -499,6 +500,20 @@ void BuildWithLists(CCompileState& state, const CVector& start, std::ostream& lo
         Fail("the second pass over the reached faces made no tree or no portals");
 }
 
+// A map with a gap lets the flood out: its faces toward the void stay and
+// the viewer can walk out of it. The place is given in map text axes.
+void WarnOfLeak(CBuildNode* pRoot, const CVector& shift, const std::string& mapPath,
+                std::ostream& err)
+{
+    CVector where;
+    if (!FindLeak(pRoot, &where))
+        return;
+    where = where + shift;
+    err << "warning: " << mapPath << ": the map leaks: the flood from the start location "
+        << "reached the outside (near " << where.x << " " << where.z << " " << where.y
+        << "); seal the gap, or the outside stays open and its faces are kept\n";
+}
+
 // The compile proper; throws CCompileFailure, CError or std::bad_alloc.
 void Compile(const CCompileOptions& options, const CPaths& paths, std::ostream& log,
              std::ostream& err)
@@ -516,6 +531,7 @@ void Compile(const CCompileOptions& options, const CPaths& paths, std::ostream& 
         Fail("the map has no brush faces");
 
     CVector startLocation;
+    CVector shift; // how far the map was moved to put the start at the origin
     if (options.bStartGiven) {
         // Map text axes a b c are the world vector (a, c, b).
         startLocation = CVector(static_cast<float>(options.Start[0]),
@@ -538,6 +554,7 @@ void Compile(const CCompileOptions& options, const CPaths& paths, std::ostream& 
         << std::endl;
     if (!options.bKeepOrigin) {
         MoveMap(&state.Map, startLocation);
+        shift = startLocation;
         startLocation = CVector();
     }
 
@@ -548,6 +565,7 @@ void Compile(const CCompileOptions& options, const CPaths& paths, std::ostream& 
     const std::vector<CBuildNode*> reached = ReachedLeaves(state.pRoot);
     if (reached.empty())
         Fail("the flood of the second pass reached no leaf");
+    WarnOfLeak(state.pRoot, shift, paths.Map, err);
 
     log << "\n######## Light. ########" << std::endl;
     start = ClockMs();

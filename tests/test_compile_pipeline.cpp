@@ -350,3 +350,18 @@ TEST_F(CompilePipelineTest, SampleMapsCompileSealed)
         EXPECT_EQ(std::all_of(pFirst, pEnd, [](uint8_t b) { return b == 255; }), !bLight) << name;
     }
 }
+
+// A map whose faces do not close the start in is told of; a sealed one is not.
+TEST_F(CompilePipelineTest, LeakingMapsGetAWarning)
+{
+    for (const char* pszBuilder : {"set", "list"}) {
+        CRun run = Compile(std::string("--no-light --builder ") + pszBuilder + " -o " +
+                           Quote(Path("out.vmz")) + " " + Quote(SharedMap("q1_cubes.map")));
+        ASSERT_EQ(run.Exit, 0) << run.Err;
+        EXPECT_NE(run.Err.find("q1_cubes.map: the map leaks"), std::string::npos) << run.Err;
+        run = Compile(std::string("--no-light --builder ") + pszBuilder + " -o " +
+                      Quote(Path("out.vmz")) + " " + Quote(SharedMap("qbsp_simple_sealed.map")));
+        ASSERT_EQ(run.Exit, 0) << run.Err;
+        EXPECT_EQ(run.Err.find("leaks"), std::string::npos) << run.Err;
+    }
+}
