@@ -15,8 +15,6 @@ uint8_t g_bQuit = 0;
 
 namespace {
 
-constexpr uint8_t SCAN_ESCAPE = 1;
-constexpr uint8_t SCAN_E = 18;
 constexpr uint32_t SCENE_DEVICES = DEVICE_DIRECTDRAW | DEVICE_DIRECT3D;
 
 } // namespace
@@ -62,9 +60,9 @@ int CApplication::Process() { return 0; }
 
 int CApplication::Update()
 {
-    if (GetKeyState(SCAN_ESCAPE) == INPUT_RELEASED)
+    if (GetKeyState(DIK_ESCAPE) == INPUT_RELEASED)
         return 1;
-    if (GetKeyState(SCAN_E) == INPUT_RELEASED)
+    if (GetKeyState(DIK_E) == INPUT_RELEASED)
         throw CError("You are having an error.");
     return 0;
 }

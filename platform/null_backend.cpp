@@ -28,31 +28,31 @@ CNullConfig DefaultConfig()
     return config;
 }
 
-const char* DeviceWord(const GUID& device)
+// The log word and the description of each device kind.
+struct CDeviceName {
+    const GUID* pGuid;
+    const char* pszWord;
+    const char* pszDescription;
+};
+
+const CDeviceName DEVICE_NAMES[] = {
+    {&IID_IDirect3DRGBDevice, "rgb", "Null software rasteriser"},
+    {&IID_IDirect3DHALDevice, "hal", "Null hardware rasteriser"},
+    {&IID_IDirect3DTnLHalDevice, "tnlhal", "Null hardware transform and lighting"},
+    {&IID_IDirect3DRefDevice, "ref", "Null reference rasteriser"},
+};
+
+const CDeviceName& NameOf(const GUID& device)
 {
-    if (device == IID_IDirect3DRGBDevice)
-        return "rgb";
-    if (device == IID_IDirect3DHALDevice)
-        return "hal";
-    if (device == IID_IDirect3DTnLHalDevice)
-        return "tnlhal";
-    if (device == IID_IDirect3DRefDevice)
-        return "ref";
-    return "other";
+    static const CDeviceName OTHER = {nullptr, "other", "Null device"};
+    for (const CDeviceName& name : DEVICE_NAMES)
+        if (*name.pGuid == device)
+            return name;
+    return OTHER;
 }
 
-const char* DeviceDescription(const GUID& device)
-{
-    if (device == IID_IDirect3DRGBDevice)
-        return "Null software rasteriser";
-    if (device == IID_IDirect3DHALDevice)
-        return "Null hardware rasteriser";
-    if (device == IID_IDirect3DTnLHalDevice)
-        return "Null hardware transform and lighting";
-    if (device == IID_IDirect3DRefDevice)
-        return "Null reference rasteriser";
-    return "Null device";
-}
+const char* DeviceWord(const GUID& device) { return NameOf(device).pszWord; }
+const char* DeviceDescription(const GUID& device) { return NameOf(device).pszDescription; }
 
 D3DDEVICEDESC7 DeviceRecord(const GUID& device)
 {

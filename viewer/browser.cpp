@@ -11,11 +11,6 @@
 
 namespace {
 
-constexpr uint8_t SCAN_ESCAPE = 0x01;
-constexpr uint8_t SCAN_BACK = 0x0E;
-constexpr uint8_t SCAN_RETURN = 0x1C;
-constexpr uint8_t SCAN_UP = 0xC8;
-constexpr uint8_t SCAN_DOWN = 0xD0;
 constexpr int POV_UP = 24;
 constexpr int POV_DOWN = 20;
 constexpr int32_t AXIS_LOW = 16381;
@@ -51,6 +46,13 @@ void FreeEntries(CFileEntry** ppLink)
     delete[] (*ppLink)->pszName;
     delete *ppLink;
     *ppLink = nullptr;
+}
+
+char* CopyRootPattern()
+{
+    char* pszRoot = new char[BROWSER_ROOT_LENGTH + 1];
+    std::memcpy(pszRoot, BROWSER_ROOT, BROWSER_ROOT_LENGTH + 1);
+    return pszRoot;
 }
 
 bool IsMapFileName(const char* pszName)
@@ -123,13 +125,13 @@ void CViewerApp::ReadBrowserInput(int* pDirection, bool* pAccept, bool* pBack)
             *pDirection = 1;
     }
     // The keyboard comes second so that it wins; Down wins over Up.
-    if (GetKeyState(SCAN_UP) != INPUT_UP)
+    if (GetKeyState(DIK_UP) != INPUT_UP)
         *pDirection = -1;
-    if (GetKeyState(SCAN_DOWN) != INPUT_UP)
+    if (GetKeyState(DIK_DOWN) != INPUT_UP)
         *pDirection = 1;
-    if (GetKeyState(SCAN_RETURN) == INPUT_PRESSED)
+    if (GetKeyState(DIK_RETURN) == INPUT_PRESSED)
         *pAccept = true;
-    if (GetKeyState(SCAN_BACK) == INPUT_PRESSED)
+    if (GetKeyState(DIK_BACK) == INPUT_PRESSED)
         *pBack = true;
 }
 
@@ -181,7 +183,7 @@ void CViewerApp::AcceptEntry()
 void CViewerApp::BrowserUpdate()
 {
     CJoystick* pJoystick = JoystickCount > 0 ? GetJoystick(0) : nullptr;
-    if (GetKeyState(SCAN_ESCAPE) == INPUT_RELEASED ||
+    if (GetKeyState(DIK_ESCAPE) == INPUT_RELEASED ||
         (pJoystick && pJoystick->GetButtonState(0) == INPUT_PRESSED))
         RequestQuit(0);
     if (nFileCount == -1)

@@ -34,6 +34,8 @@ constexpr int BROWSER_MARGIN = 78;  // screen height minus the list's height
 constexpr const char* BROWSER_ROOT = "C:\\*";
 constexpr int BROWSER_ROOT_LENGTH = 4;
 
+// A new[] copy of the root pattern, for pszPath.
+char* CopyRootPattern();
 // True for a name longer than 3 characters ending in exactly ".vmz" or
 // exactly ".VMZ".
 bool IsMapFileName(const char* pszName);

@@ -9,12 +9,6 @@ namespace {
 constexpr int FRAME_PEN_WIDTH = 5;
 constexpr int SCROLL_LANE = 37;
 
-HBRUSH MakeSolidBrush(COLORREF colour)
-{
-    LOGBRUSH brush = {BS_SOLID, colour, 0};
-    return CreateBrushIndirect(&brush);
-}
-
 int CharWidth(HDC hdc, unsigned char nChar)
 {
     ABC abc = {};
@@ -129,7 +123,7 @@ void CViewerApp::DrawScrollBar(HDC hdc, const RECT& screen, int nListHeight)
         thumb.top = static_cast<int32_t>(nTop * fScale + 70);
         thumb.bottom = static_cast<int32_t>((nTop + nVisibleRows) * fScale + 71);
     }
-    HBRUSH hBrush = MakeSolidBrush(BROWSER_GREEN);
+    HBRUSH hBrush = CreateSolidBrush(BROWSER_GREEN);
     FillRect(hdc, &thumb, hBrush);
     DeleteObject(hBrush);
 }

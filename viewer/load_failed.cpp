@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr uint8_t SCAN_ESCAPE = 1;
-constexpr uint8_t SCAN_RETURN = 0x1C;
 constexpr COLORREF MESSAGE_COLOUR = 0x04FF36;
 constexpr COLORREF HINT_COLOUR = 0xC8C8C8;
 
@@ -15,11 +13,8 @@ constexpr COLORREF HINT_COLOUR = 0xC8C8C8;
 char* FolderPattern(const char* pszPath)
 {
     const char* pszSlash = std::strrchr(pszPath, '\\');
-    if (!pszSlash) {
-        char* pszRoot = new char[BROWSER_ROOT_LENGTH + 1];
-        std::memcpy(pszRoot, BROWSER_ROOT, BROWSER_ROOT_LENGTH + 1);
-        return pszRoot;
-    }
+    if (!pszSlash)
+        return CopyRootPattern();
     const size_t nFolder = static_cast<size_t>(pszSlash - pszPath) + 1;
     char* pszPattern = new char[nFolder + 2];
     std::memcpy(pszPattern, pszPath, nFolder);
@@ -32,7 +27,7 @@ char* FolderPattern(const char* pszPath)
 
 void CViewerApp::LoadFailedUpdate()
 {
-    if (GetKeyState(SCAN_ESCAPE) != INPUT_RELEASED && GetKeyState(SCAN_RETURN) != INPUT_PRESSED)
+    if (GetKeyState(DIK_ESCAPE) != INPUT_RELEASED && GetKeyState(DIK_RETURN) != INPUT_PRESSED)
         return;
     char* pszFolder = FolderPattern(pszPath ? pszPath : BROWSER_ROOT);
     delete[] pszPath;

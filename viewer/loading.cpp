@@ -7,12 +7,6 @@ namespace {
 constexpr COLORREF LOADING_GREEN = 0x04FF36;
 constexpr COLORREF LOADING_BLACK = 0x000000;
 
-HBRUSH MakeSolidBrush(COLORREF colour)
-{
-    LOGBRUSH brush = {BS_SOLID, colour, 0};
-    return CreateBrushIndirect(&brush);
-}
-
 } // namespace
 
 void CViewerApp::LoadStep()
@@ -40,14 +34,14 @@ void CViewerApp::LoadingDraw()
     rect.bottom = rect.top + 32;
     rect.left = (rect.right - rect.left) >> 2;
     rect.right = rect.left * 3;
-    HBRUSH hBar = MakeSolidBrush(LOADING_GREEN);
+    HBRUSH hBar = CreateSolidBrush(LOADING_GREEN);
     FillRect(hdc, &rect, hBar);
 
     rect.bottom -= 1;
     rect.left += 1;
     rect.right -= 1;
     rect.top += 1;
-    HBRUSH hBlack = MakeSolidBrush(LOADING_BLACK);
+    HBRUSH hBlack = CreateSolidBrush(LOADING_BLACK);
     FillRect(hdc, &rect, hBlack);
 
     rect.bottom -= 1;

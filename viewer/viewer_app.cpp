@@ -4,25 +4,11 @@
 #include "resources/texture_surface.h"
 
 #include <bit>
-#include <cstring>
 
 namespace {
 
 // The vertical field of view: the float with these bits, a little under pi/2.
 constexpr uint32_t FIELD_OF_VIEW_BITS = 0x3FC90FD0u;
-
-constexpr uint32_t RENDERSTATE_CULLMODE = 22;
-constexpr uint32_t CULL_NONE = 1;
-constexpr uint32_t RENDERSTATE_LIGHTING = 137;
-constexpr unsigned FILL_BLACK_FLAGS = 0x1000400; // wait, colour fill
-
-char* CopyText(const char* pszText)
-{
-    const size_t nLength = std::strlen(pszText);
-    char* pszCopy = new char[nLength + 1];
-    std::memcpy(pszCopy, pszText, nLength + 1);
-    return pszCopy;
-}
 
 HFONT MakeBrowserFont(int nHeight, const char* pszFace)
 {
@@ -83,13 +69,13 @@ int CViewerApp::Init()
     nRepeatCount = 0;
     szMessage[0] = '\0';
     delete[] pszPath;
-    pszPath = CopyText(BROWSER_ROOT);
+    pszPath = CopyRootPattern();
     pFileList = nullptr;
     hFonts[0] = MakeBrowserFont(64, "Harrington");
     hFonts[1] = MakeBrowserFont(32, "Century Gothic");
     SetWorldTransform(CMatrix());
-    SetRenderState(RENDERSTATE_CULLMODE, CULL_NONE);
-    SetRenderState(RENDERSTATE_LIGHTING, 0);
+    SetRenderState(D3DRENDERSTATE_CULLMODE, D3DCULL_NONE);
+    SetRenderState(D3DRENDERSTATE_LIGHTING, 0);
     AddTexture("c:\\test.bmp", "test", 1);
     AddTexture("c:\\lightmaptest.bmp", "lightmaptest", 0);
     nViewMode = 0;
@@ -176,7 +162,7 @@ void CViewerApp::UnloadMap()
 
 HDC CViewerApp::BeginBlackScreen()
 {
-    Draw(nullptr, nullptr, nullptr, FILL_BLACK_FLAGS, 0);
+    Draw(nullptr, nullptr, nullptr, DDBLT_WAIT | DDBLT_COLORFILL, 0);
     IDirectDrawSurface7* pSurface = GetBackSurface();
     HDC hdc = nullptr;
     if (!pSurface || FAILED(pSurface->GetDC(&hdc)))

@@ -5,16 +5,8 @@
 
 #include "input/joystick.h"
 
-#include <cstring>
 
 namespace {
-
-constexpr uint8_t SCAN_ESCAPE = 1;
-constexpr uint8_t SCAN_TAB = 15;
-constexpr uint8_t SCAN_W = 17;
-constexpr uint8_t SCAN_S = 31;
-constexpr uint8_t SCAN_A = 30;
-constexpr uint8_t SCAN_D = 32;
 
 constexpr double WALK_SPEED = 256.0;    // units a second by keys
 constexpr float MOUSE_COUNTS = 80.0f;   // counts a radian
@@ -22,7 +14,6 @@ constexpr double STICK_MOVE = 0.01562;  // units a second per count past the dea
 constexpr double STICK_TURN = 0.0003125;
 constexpr uint32_t DEAD_LOW = 16381;    // the dead zone, inclusive
 constexpr uint32_t DEAD_HIGH = 49149;
-constexpr unsigned FILL_BLACK_FLAGS = 0x1000400;
 constexpr int VIEW_MODES = 3;
 
 } // namespace
@@ -30,12 +21,11 @@ constexpr int VIEW_MODES = 3;
 void CViewerApp::WalkUpdate()
 {
     CJoystick* pJoystick = JoystickCount > 0 ? GetJoystick(0) : nullptr;
-    if (GetKeyState(SCAN_ESCAPE) == INPUT_RELEASED ||
+    if (GetKeyState(DIK_ESCAPE) == INPUT_RELEASED ||
         (pJoystick && pJoystick->GetButtonState(2) == INPUT_PRESSED)) {
         UnloadMap();
         delete[] pszPath;
-        pszPath = new char[BROWSER_ROOT_LENGTH + 1];
-        std::memcpy(pszPath, BROWSER_ROOT, BROWSER_ROOT_LENGTH + 1);
+        pszPath = CopyRootPattern();
         nState = VIEWER_BROWSER;
     }
     const CVector saved = Camera.Position;
@@ -47,7 +37,7 @@ void CViewerApp::WalkUpdate()
     Camera.fPitch += -static_cast<float>(mouse.lY) / MOUSE_COUNTS;
     if (pJoystick)
         MoveByJoystick(pJoystick, dSeconds);
-    if (GetKeyState(SCAN_TAB) == INPUT_PRESSED ||
+    if (GetKeyState(DIK_TAB) == INPUT_PRESSED ||
         (pJoystick && pJoystick->GetButtonState(1) == INPUT_PRESSED))
         nViewMode = (nViewMode + 1) % VIEW_MODES;
     if (!World.IsOpen(Camera.Position))
@@ -57,13 +47,13 @@ void CViewerApp::WalkUpdate()
 void CViewerApp::MoveByKeys(double dStep)
 {
     const float fStep = static_cast<float>(dStep);
-    if (GetKeyState(SCAN_W) == INPUT_HELD)
+    if (GetKeyState(DIK_W) == INPUT_HELD)
         Camera.MoveForward(fStep);
-    if (GetKeyState(SCAN_S) == INPUT_HELD)
+    if (GetKeyState(DIK_S) == INPUT_HELD)
         Camera.MoveForward(-fStep);
-    if (GetKeyState(SCAN_A) == INPUT_HELD)
+    if (GetKeyState(DIK_A) == INPUT_HELD)
         Camera.MoveSideways(-fStep);
-    if (GetKeyState(SCAN_D) == INPUT_HELD)
+    if (GetKeyState(DIK_D) == INPUT_HELD)
         Camera.MoveSideways(fStep);
 }
 
@@ -131,7 +121,7 @@ void CViewerApp::SetViewModeStates()
         SetTextureStageState(1, D3DTSS_TEXCOORDINDEX, 1);
         break;
     case 1:
-        Draw(nullptr, nullptr, nullptr, FILL_BLACK_FLAGS, MakePixel(0.3f, 0.3f, 0.3f, nullptr));
+        Draw(nullptr, nullptr, nullptr, DDBLT_WAIT | DDBLT_COLORFILL, MakePixel(0.3f, 0.3f, 0.3f, nullptr));
         SetRenderState(D3DRENDERSTATE_TEXTUREFACTOR, MakeARGB(1, 1, 1, 1));
         SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_TFACTOR);
         SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
