@@ -127,6 +127,15 @@ bool ParseCompileOptions(const std::vector<std::string>& args, CCompileOptions* 
             options.bNoLight = true;
         } else if (word == "--keep-origin") {
             options.bKeepOrigin = true;
+        } else if (word == "--format") {
+            if (!value(&text))
+                return false;
+            if (!ParseMapDialect(text, &options.Format)) {
+                *pError = "option --format: '" + text + "' is none of " + MapDialectNames();
+                return false;
+            }
+        } else if (word == "--world-only") {
+            options.bWorldOnly = true;
         } else if (word == "-q") {
             options.bQuiet = true;
         } else if (word == "--help" || word == "-h") {
@@ -168,6 +177,16 @@ void PrintCompileUsage(std::ostream& stream)
            << "  --no-light         skip the light passes: full-bright lightmaps\n"
            << "  --keep-origin      keep the map where it stands instead of moving the start\n"
            << "                     location to the origin\n"
+           << "  --format NAME      read the map text as one dialect instead of telling the\n"
+           << "                     dialects apart side by side: auto (the default), quake\n"
+           << "                     (no axes), quake2 and hexen2 (three or one surface\n"
+           << "                     numbers after the scales, with or without axes), valve\n"
+           << "                     (Valve 220: axes used as they stand) or vorlane\n"
+           << "                     (bracketed axes that a rotation turns). Valve 220 is\n"
+           << "                     assumed where the map says so (\"mapversion\" \"220\" or\n"
+           << "                     a \"// Format: Valve\" line)\n"
+           << "  --world-only       only the world's brushes; without it the brushes of\n"
+           << "                     func_group and func_detail* entities join the world\n"
            << "  --log-dir DIR      directory of the fixed logs (default: beside the output)\n"
            << "  -q                 print the stage lines only on failure\n"
            << "  --help, --version\n"

@@ -3,6 +3,8 @@
 // ParseCompileOptions only reads and checks the words; the defaults that
 // depend on the map's path (output, light list, log directory) are filled in
 // by the pipeline, so that an options record made in code behaves the same.
+#include "compiler/map_dialect.h"
+
 #include <cstdint>
 #include <ostream>
 #include <string>
@@ -31,6 +33,10 @@ struct CCompileOptions {
     bool bNoLight = false;
     bool bKeepOrigin = false;
     bool bQuiet = false;
+    // Editor map text: the dialect (detected side by side unless forced) and
+    // whether group and detail entities join the world.
+    EMapDialect Format = EMapDialect::Auto;
+    bool bWorldOnly = false;
     bool bHelp = false;
     bool bVersion = false;
 };

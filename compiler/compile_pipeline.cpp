@@ -6,6 +6,7 @@
 #include "compiler/entities.h"
 #include "compiler/face_list.h"
 #include "compiler/light.h"
+#include "compiler/map_import.h"
 #include "compiler/map_parser.h"
 #include "compiler/map_writer.h"
 #include "compiler/plane_set.h"
@@ -87,24 +88,6 @@ struct CCompileState {
         FreeTree(&pRoot);
     }
 };
-
-// Visits every node of one of the parser's tables (pHigher/pLower trees,
-// which are never balanced and so may be deep) without recursion.
-template <typename TNode, typename TVisit> void ForEachTableNode(TNode* pRoot, TVisit visit)
-{
-    std::vector<TNode*> pending;
-    if (pRoot)
-        pending.push_back(pRoot);
-    while (!pending.empty()) {
-        TNode* pNode = pending.back();
-        pending.pop_back();
-        visit(pNode);
-        if (pNode->pHigher)
-            pending.push_back(pNode->pHigher);
-        if (pNode->pLower)
-            pending.push_back(pNode->pLower);
-    }
-}
 
 // A plane after the map moved by -shift: every moved point keeps its
 // distance, Dot(p - s, n) + d' = Dot(p, n) + d.
@@ -524,8 +507,12 @@ void Compile(const CCompileOptions& options, const CPaths& paths, std::ostream& 
     log << "Compiling " << paths.Map << " to " << paths.Output << std::endl;
     log << "\n######## Reading map text. ########" << std::endl;
     int64_t start = ClockMs();
-    if (!ParseMapFile(paths.Map.c_str(), &state.Map))
-        Fail("cannot open the map file");
+    CMapImport import;
+    std::string importError;
+    if (!ImportMapFile(paths.Map, {options.Format, options.bWorldOnly}, &state.Map, &import, err,
+                       &importError))
+        Fail(importError);
+    PrintImportSummary(import, log);
     const int32_t faceCount = CountBuildableFaces(state.Map);
     if (faceCount < 1)
         Fail("the map has no brush faces");

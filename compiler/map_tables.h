@@ -8,6 +8,7 @@
 #include "geometry/plane.h"
 
 #include <cstdint>
+#include <vector>
 
 struct CFaceEntry;
 
@@ -69,3 +70,21 @@ void FreePlanes(CPlaneNode** ppRoot);
 // Frees the plane table, the mapping table, the name table and the face list,
 // in that order, and zeroes FaceCount. A null map is allowed.
 void FreeMapData(CMapData* pMap);
+
+// Visits every node of one of the parser's tables (pHigher/pLower trees,
+// which are never balanced and so may be deep) without recursion.
+template <typename TNode, typename TVisit> void ForEachTableNode(TNode* pRoot, TVisit visit)
+{
+    std::vector<TNode*> pending;
+    if (pRoot)
+        pending.push_back(pRoot);
+    while (!pending.empty()) {
+        TNode* pNode = pending.back();
+        pending.pop_back();
+        visit(pNode);
+        if (pNode->pHigher)
+            pending.push_back(pNode->pHigher);
+        if (pNode->pLower)
+            pending.push_back(pNode->pLower);
+    }
+}

@@ -141,6 +141,10 @@ const CMapCase MAP_CASES[] = {
     {"qbsp_angled_brush.map", true, true},
     {"hl_currents.map", false, true},
     {"hl_currents.map", true, true},
+    {"glasstest.map", false, true},
+    {"q2_liquids.map", false, true},
+    {"q2_detail_non_sealing.map", true, true},
+    {"q1_csg_detail_fence_detail_wall.map", false, false},
 };
 
 INSTANTIATE_TEST_SUITE_P(Maps, EveryMap, ::testing::ValuesIn(MAP_CASES), [](const auto& info) {
@@ -272,7 +276,8 @@ TEST_F(CompilePipelineTest, BadCommandLinesExitWithUsage)
     for (const char* pszArgs :
          {"", "--bogus a.map", "a.map a.map", "-o", "a.map -o", "--threads 0 a.map",
           "--threads two a.map", "--bounces -1 a.map", "--builder tree a.map",
-          "--start 1 2 a.map", "--start 1 2 x3 a.map", "--lights"}) {
+          "--start 1 2 a.map", "--start 1 2 x3 a.map", "--lights", "--format quake3 a.map",
+          "--format"}) {
         const CRun run = Compile(pszArgs);
         EXPECT_EQ(run.Exit, 2) << pszArgs;
         EXPECT_NE(run.Err.find("vorlane-compile: "), std::string::npos) << pszArgs;
@@ -300,6 +305,8 @@ TEST_F(CompilePipelineTest, FailuresNameTheFileAndLeaveNoOutput)
         {"missing.map", "missing.map", "cannot open"},
         {Quote(cube), "cube.map", "start location"},
         {Quote(Fixture("empty.map")), "empty.map", "no brush faces"},
+        {Quote(Fixture("quake3_patch.map")), "quake3_patch.map: line 8: a Quake 3 patch",
+         "this compiler reads"},
         {"--lights nowhere.lights " + Quote(cube) + " --start 0 0 300", "nowhere.lights",
          "light list"},
     };

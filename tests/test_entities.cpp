@@ -107,6 +107,19 @@ TEST_F(EntitiesTest, CommentsQuotesAndOddPairs)
     EXPECT_EQ(entities[1].Keys.size(), 1u);
 }
 
+// Editors name textures "{grate" and "e1u1/{fence": such a word stays whole,
+// so that the brush ends where it does and the entities behind it are read.
+TEST_F(EntitiesTest, BraceInATextureNameOpensNoBrush)
+{
+    const std::vector<CEntity> entities = Read(
+        "{\n\"classname\" \"func_detail_fence\"\n{\n"
+        "( 0 0 0 ) ( 0 1 0 ) ( 1 0 0 ) {trigger [ 0 1 0 0 ] [ 0 0 -1 0 ] 0 1 1\n"
+        "( 0 0 8 ) ( 1 0 8 ) ( 0 1 8 ) e1u1/{fence 0 0 0 1 1\n}\n}\n"
+        "{\"classname\" \"info_player_start\"}");
+    ASSERT_EQ(entities.size(), 2u);
+    EXPECT_STREQ(entities[1].Get("classname"), "info_player_start");
+}
+
 TEST_F(EntitiesTest, StartLocationNeedsThreeNumbers)
 {
     CVector start(7, 7, 7);
