@@ -19,7 +19,8 @@ struct CEntity {
 // Reads every entity of the file into pOut (appended). False when the file
 // can't be opened. Damaged text never fails: an entity cut off by the end of
 // the file keeps the keys read so far, a key without a value is dropped, and
-// "//" starts a comment that runs to the end of the line.
+// "//" starts a comment that runs to the end of the line. Words are cut as
+// CMapLexer cuts them, so a texture name such as "{grate" opens no brush.
 bool ReadEntities(const char* pszFileName, std::vector<CEntity>* pOut);
 
 // The "origin" of the first entity whose "classname" is "info_player_start",
