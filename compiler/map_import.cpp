@@ -233,16 +233,50 @@ void WriteSide(FILE* pFile, const CParserSide& side, const std::string& name)
     std::fputs("\n", pFile);
 }
 
-// Writes the kept brushes as the parser's world entity and counts what the
-// import does. False with the reason for a side that fits no dialect.
-bool WriteWorld(const std::string& text, const CImportOptions& options, CMapImport* pImport,
-                CWarnings& warnings, FILE* pFile, std::string* pError)
-{
-    pImport->Declaration = FindValveDeclaration(text, pImport->Entities);
-    const bool bDeclared = !pImport->Declaration.empty();
-    pImport->KeptBrushes.emplace_back(WORLD_CLASS, 0);
-    std::fputs("{\n\"classname\" \"worldspawn\"\n", pFile);
-    for (const CImportEntity& entity : pImport->Entities) {
+// What the world writer needs besides the file: the import's options and
+// record, and where warnings go.
+struct CWorldWriter {
+    const CImportOptions& Options;
+    bool bDeclaredValve;
+    CMapImport* pImport;
+    CWarnings& Warnings;
+    FILE* pFile;
+
+    // One side of a kept brush. False with the reason for a side that fits
+    // no dialect; an unusable side is skipped with a warning.
+    bool WriteSideOf(const CImportSide& side, std::string* pError)
+    {
+        ESideDialect dialect;
+        if (!ClassifySide(side, Options.Format, bDeclaredValve, &dialect, pError)) {
+            *pError = "line " + std::to_string(side.Line) + ": " + *pError;
+            return false;
+        }
+        ++pImport->SideDialects[static_cast<int>(dialect)];
+        std::vector<std::string> notes;
+        CParserSide converted;
+        const bool bUsable = ConvertSide(side, dialect, &converted, &notes);
+        for (const std::string& note : notes)
+            Warnings.Add(side.Line, note);
+        if (!bUsable) {
+            ++pImport->SidesSkipped;
+            return true;
+        }
+        pImport->ValuesRepaired += static_cast<int32_t>(notes.size());
+        std::string texture = side.Texture;
+        if (texture.size() > MAX_NAME_BYTES) {
+            texture.resize(MAX_NAME_BYTES);
+            Warnings.Add(side.Line, "texture name cut to its first " +
+                                        std::to_string(MAX_NAME_BYTES) + " characters");
+        }
+        WriteSide(pFile, converted, texture);
+        ++pImport->SidesKept;
+        return true;
+    }
+
+    // The brushes of an entity, when its class joins the world; counted
+    // either way.
+    bool WriteEntity(const CImportEntity& entity, std::string* pError)
+    {
         const char* pszClass = entity.Entity.Get("classname");
         const std::string name = pszClass ? pszClass : "(no classname)";
         int32_t sides = 0;
@@ -250,44 +284,37 @@ bool WriteWorld(const std::string& text, const CImportOptions& options, CMapImpo
             sides += static_cast<int32_t>(brush.Sides.size());
         pImport->SidesRead += sides;
         if (entity.Brushes.empty())
-            continue;
+            return true;
         const int32_t brushes = static_cast<int32_t>(entity.Brushes.size());
-        if (!IsKeptClass(name, options.bWorldOnly)) {
+        if (!IsKeptClass(name, Options.bWorldOnly)) {
             AddCount(&pImport->SkippedBrushes, name, brushes);
             pImport->SidesInSkippedBrushes += sides;
-            continue;
+            return true;
         }
         AddCount(&pImport->KeptBrushes, name, brushes);
         for (const CImportBrush& brush : entity.Brushes) {
             std::fputs("{\n", pFile);
             for (const CImportSide& side : brush.Sides) {
-                ESideDialect dialect;
-                if (!ClassifySide(side, options.Format, bDeclared, &dialect, pError)) {
-                    *pError = "line " + std::to_string(side.Line) + ": " + *pError;
+                if (!WriteSideOf(side, pError))
                     return false;
-                }
-                ++pImport->SideDialects[static_cast<int>(dialect)];
-                std::vector<std::string> notes;
-                CParserSide converted;
-                const bool bUsable = ConvertSide(side, dialect, &converted, &notes);
-                for (const std::string& note : notes)
-                    warnings.Add(side.Line, note);
-                if (!bUsable) {
-                    ++pImport->SidesSkipped;
-                    continue;
-                }
-                pImport->ValuesRepaired += static_cast<int32_t>(notes.size());
-                std::string texture = side.Texture;
-                if (texture.size() > MAX_NAME_BYTES) {
-                    texture.resize(MAX_NAME_BYTES);
-                    warnings.Add(side.Line, "texture name cut to its first " +
-                                                std::to_string(MAX_NAME_BYTES) + " characters");
-                }
-                WriteSide(pFile, converted, texture);
-                ++pImport->SidesKept;
             }
             std::fputs("}\n", pFile);
         }
+        return true;
+    }
+};
+
+// Writes the kept brushes as the parser's one world entity.
+bool WriteWorld(const std::string& text, const CImportOptions& options, CMapImport* pImport,
+                CWarnings& warnings, FILE* pFile, std::string* pError)
+{
+    pImport->Declaration = FindValveDeclaration(text, pImport->Entities);
+    pImport->KeptBrushes.emplace_back(WORLD_CLASS, 0);
+    CWorldWriter writer{options, !pImport->Declaration.empty(), pImport, warnings, pFile};
+    std::fputs("{\n\"classname\" \"worldspawn\"\n", pFile);
+    for (const CImportEntity& entity : pImport->Entities) {
+        if (!writer.WriteEntity(entity, pError))
+            return false;
     }
     std::fputs("}\n", pFile);
     return true;

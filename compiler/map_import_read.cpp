@@ -3,7 +3,6 @@
 #include "compiler/map_import.h"
 #include "compiler/map_lexer.h"
 
-#include <cerrno>
 #include <cstdlib>
 
 namespace {
@@ -39,7 +38,6 @@ bool ReadNumber(const std::string& word, double* pValue)
     if (word.empty())
         return false;
     char* pEnd = nullptr;
-    errno = 0;
     const double value = std::strtod(word.c_str(), &pEnd);
     if (*pEnd != '\0')
         return false;
