@@ -296,6 +296,26 @@ INSTANTIATE_TEST_SUITE_P(
                      EMapDialect::Auto,
                      "line 5: the map text ends inside the brush that begins on line 3"}));
 
+// The parser's damaged fixtures and random bytes: refused with a line, or
+// read, never a crash.
+TEST_F(MapImportTest, DamagedTextsAreRefusedWithTheirLine)
+{
+    for (const char* pszName : {"damaged_brackets.map", "damaged_numbers.map",
+                                "damaged_truncated.map"}) {
+        EXPECT_FALSE(Import(Fixture(pszName))) << pszName;
+        EXPECT_EQ(Error.rfind("line ", 0), 0u) << Error;
+    }
+    const char ALPHABET[] = "{}()[] \n\"0123456789.-abc/";
+    std::string bytes(5000, '\0');
+    unsigned seed = 11;
+    for (char& c : bytes) {
+        seed = seed * 1103515245u + 12345u;
+        c = ALPHABET[(seed >> 16) % (sizeof(ALPHABET) - 1)];
+    }
+    EXPECT_FALSE(ImportText(bytes));
+    EXPECT_EQ(Error.rfind("line ", 0), 0u) << Error;
+}
+
 // A side whose points lie on one line is skipped, so that the brush keeps
 // its other faces (the parser would clip them all away); texture values that
 // can't be used are replaced. Each warning names file and line.
