@@ -136,6 +136,22 @@ bool ParseCompileOptions(const std::vector<std::string>& args, CCompileOptions* 
             }
         } else if (word == "--world-only") {
             options.bWorldOnly = true;
+        } else if (word == "--wad" || word == "--wad-dir" || word == "--palette") {
+            if (!value(&text))
+                return false;
+            if (text.empty()) {
+                *pError = "option " + word + " needs a " +
+                          (word == "--wad-dir" ? "directory" : "file name");
+                return false;
+            }
+            if (word == "--wad")
+                options.WadPaths.push_back(text);
+            else if (word == "--wad-dir")
+                options.WadDirs.push_back(text);
+            else
+                options.PalettePath = text;
+        } else if (word == "--no-textures") {
+            options.bNoTextures = true;
         } else if (word == "-q") {
             options.bQuiet = true;
         } else if (word == "--help" || word == "-h") {
@@ -187,6 +203,12 @@ void PrintCompileUsage(std::ostream& stream)
            << "                     a \"// Format: Valve\" line)\n"
            << "  --world-only       only the world's brushes; without it the brushes of\n"
            << "                     func_group and func_detail* entities join the world\n"
+           << "  --wad FILE         a WAD to take textures from, besides those of the map's\n"
+           << "                     \"wad\" key (repeatable)\n"
+           << "  --wad-dir DIR      a folder to find the \"wad\" key's files in (repeatable)\n"
+           << "  --palette FILE     the palette of WAD2 textures (default: palette.lmp or a\n"
+           << "                     palette lump beside the WADs)\n"
+           << "  --no-textures      write no texture pictures beside the output\n"
            << "  --log-dir DIR      directory of the fixed logs (default: beside the output)\n"
            << "  -q                 print the stage lines only on failure\n"
            << "  --help, --version\n"

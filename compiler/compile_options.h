@@ -37,6 +37,12 @@ struct CCompileOptions {
     // whether group and detail entities join the world.
     EMapDialect Format = EMapDialect::Auto;
     bool bWorldOnly = false;
+    // Textures of editor maps, written as .bmp beside the output.
+    std::vector<std::string> WadPaths; // --wad FILE, in order
+    std::vector<std::string> WadDirs;  // --wad-dir DIR, in order
+    std::string PalettePath;           // --palette FILE, for WAD2 textures
+    bool bNoTextures = false;
+
     bool bHelp = false;
     bool bVersion = false;
 };

@@ -11,6 +11,7 @@
 #include "compiler/map_writer.h"
 #include "compiler/plane_set.h"
 #include "compiler/stage_clock.h"
+#include "compiler/texture_export.h"
 #include "compiler/tree_walk.h"
 #include "frame/error.h"
 #include "platform/files.h"
@@ -592,6 +593,9 @@ void Compile(const CCompileOptions& options, const CPaths& paths, std::ostream& 
     if (!WriteCompiledMap(paths.Output.c_str(), compiled, &error))
         Fail(error.empty() ? "cannot write " + paths.Output : error);
     log << "File written in " << SecondsSince(start) << " seconds." << std::endl;
+    CTextureExport textures;
+    if (!ExportTextures(options, paths.Output, compiled.Names, log, err, &textures, &error))
+        Fail(error);
 
     log << "\nCompiled in " << SecondsSince(compileStart) << " seconds: faces " << counts.Faces
         << ", leaves " << compiled.Leaves.size() << ", nodes " << compiled.Nodes.size()
