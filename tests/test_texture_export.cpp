@@ -248,6 +248,10 @@ TEST_F(TextureExportTest, HandMadePicturesAreKeptAndOwnPicturesReplaced)
     EXPECT_EQ(std::vector<uint8_t>((std::istreambuf_iterator<char>(file)), {}), hand);
     EXPECT_EQ(Written("b").Pixels[15], 0x112233u);
     EXPECT_FALSE(fs::exists(Path("out/a.bmp")));
+    // A picture the compiler wrote beside the map is an output, not a source.
+    Place("c.bmp", std::string(own.begin(), own.end()));
+    ASSERT_TRUE(Export({"c"}));
+    EXPECT_EQ(Result.Missing, std::vector<std::string>{"c"});
 }
 
 TEST_F(TextureExportTest, NamesBecomeFilesOnlyBelowTheOutput)
