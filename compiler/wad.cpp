@@ -160,7 +160,11 @@ bool DecodeMiptex(const CWad& wad, const CWadLump& lump, const uint8_t* pPalette
             return false;
         }
         colours = uint32_t(p[paletteAt]) | (uint32_t(p[paletteAt + 1]) << 8);
-        if (colours > 256 || paletteAt + 2 + uint64_t(colours) * 3 > lump.nSize) {
+        if (colours > 256) {
+            *pProblem = "a palette of " + std::to_string(colours) + " colours, more than 256";
+            return false;
+        }
+        if (paletteAt + 2 + uint64_t(colours) * 3 > lump.nSize) {
             *pProblem = "its palette of " + std::to_string(colours) + " colours lies outside the lump";
             return false;
         }

@@ -126,7 +126,7 @@ INSTANTIATE_TEST_SUITE_P(
     Cases, WadDamageTest,
     ::testing::Values(
         CDirectoryDamage{"BadMagic", false, 0, 0x39444157, false, "not a WAD2 or WAD3 file"},
-        CDirectoryDamage{"CountPastTheEnd", false, 4, 1000, false, "lies outside the file"},
+        CDirectoryDamage{"CountPastTheEnd", false, 4, 2, false, "lies outside the file"},
         CDirectoryDamage{"NegativeDirectory", false, 8, 0xFFFFFFFC, false, "lies outside"},
         CDirectoryDamage{"NegativeOffset", true, 0, 0xFFFFFFF4, true,
                          "1 of 1 directory entries are damaged and left out (entry 0: a "
@@ -183,6 +183,11 @@ INSTANTIATE_TEST_SUITE_P(
                        "its palette lies outside the lump"},
         CTextureDamage{"PaletteCountPastTheLump", [](std::string* p) { (*p)[61] = 3; },
                        "its palette of 3 colours lies outside the lump"},
-        CTextureDamage{"PaletteOfMoreThan256", [](std::string* p) { (*p)[62] = 1; },
-                       "its palette of 258 colours"}),
+        CTextureDamage{"PaletteOfMoreThan256",
+                       [](std::string* p) {
+                           (*p)[61] = 1;
+                           (*p)[62] = 1;
+                           p->append(257 * 3, 'x');
+                       },
+                       "a palette of 257 colours, more than 256"}),
     [](const auto& info) { return std::string(info.param.pszName); });
