@@ -165,7 +165,8 @@ bool DecodeMiptex(const CWad& wad, const CWadLump& lump, const uint8_t* pPalette
             return false;
         }
         if (paletteAt + 2 + uint64_t(colours) * 3 > lump.nSize) {
-            *pProblem = "its palette of " + std::to_string(colours) + " colours lies outside the lump";
+            *pProblem =
+                "its palette of " + std::to_string(colours) + " colours lies outside the lump";
             return false;
         }
         pPalette = p + paletteAt + 2;

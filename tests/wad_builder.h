@@ -1,5 +1,5 @@
 #pragma once
-// Test helpers: WAD files made in memory, lump by lump.
+// Test helpers: WAD files made in memory.
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -10,62 +10,36 @@ struct CTestLump {
     std::string Data;
 };
 
-inline void PutU32(std::string* pOut, uint32_t value)
+inline std::string U32Text(uint32_t value)
 {
-    for (int shift = 0; shift < 32; shift += 8)
-        *pOut += static_cast<char>((value >> shift) & 0xFF);
+    return {char(value), char(value >> 8), char(value >> 16), char(value >> 24)};
 }
 
-// Header, the lumps in order, then the directory.
+// Header, the lumps in order, then the directory of plain lumps.
 inline std::string MakeWad(const char* pszMagic, const std::vector<CTestLump>& lumps)
 {
-    std::string body;
-    std::vector<uint32_t> offsets;
+    std::string body, directory;
     for (const CTestLump& lump : lumps) {
-        offsets.push_back(12 + static_cast<uint32_t>(body.size()));
+        directory += U32Text(12 + static_cast<uint32_t>(body.size())) +
+                     U32Text(static_cast<uint32_t>(lump.Data.size())) +
+                     U32Text(static_cast<uint32_t>(lump.Data.size())) + char(lump.nType) +
+                     std::string(3, '\0') + lump.Name + std::string(16 - lump.Name.size(), '\0');
         body += lump.Data;
     }
-    std::string wad = pszMagic;
-    PutU32(&wad, static_cast<uint32_t>(lumps.size()));
-    PutU32(&wad, 12 + static_cast<uint32_t>(body.size()));
-    wad += body;
-    for (size_t i = 0; i < lumps.size(); ++i) {
-        PutU32(&wad, offsets[i]);
-        PutU32(&wad, static_cast<uint32_t>(lumps[i].Data.size())); // size on disk
-        PutU32(&wad, static_cast<uint32_t>(lumps[i].Data.size())); // size in memory
-        wad += static_cast<char>(lumps[i].nType);
-        wad += std::string(3, '\0'); // not compressed, padding
-        std::string name = lumps[i].Name;
-        name.resize(16, '\0');
-        wad += name;
-    }
-    return wad;
+    return pszMagic + U32Text(static_cast<uint32_t>(lumps.size())) +
+           U32Text(12 + static_cast<uint32_t>(body.size())) + body + directory;
 }
 
-// A texture lump: header, the full-size indices, three smaller levels of
-// zeros, then (WAD3) a palette of colours.size() / 3 colours.
-inline std::string MakeMiptex(const std::string& name, uint32_t width, uint32_t height,
-                              const std::string& indices, const std::string& colours = "",
-                              bool bPalette = false)
+// A 4x4 texture lump: header, the indices, three smaller levels of zeros
+// (4, 1 and 0 bytes), then, for WAD3, the palette's count and colours.
+inline std::string MakeMiptex(const std::string& name, const std::string& indices,
+                              const std::string* pColours = nullptr)
 {
-    std::string lump = name;
-    lump.resize(16, '\0');
-    PutU32(&lump, width);
-    PutU32(&lump, height);
-    uint32_t offset = 40;
-    std::string levels = indices;
-    for (int level = 0; level < 4; ++level) {
-        PutU32(&lump, offset);
-        offset += (width >> level) * (height >> level);
-        if (level > 0)
-            levels += std::string((width >> level) * (height >> level), '\0');
-    }
-    lump += levels;
-    if (bPalette) {
-        const uint32_t count = static_cast<uint32_t>(colours.size() / 3);
-        lump += static_cast<char>(count & 0xFF);
-        lump += static_cast<char>(count >> 8);
-        lump += colours;
-    }
+    std::string lump = name + std::string(16 - name.size(), '\0') + U32Text(4) + U32Text(4) +
+                       U32Text(40) + U32Text(56) + U32Text(60) + U32Text(61) + indices +
+                       std::string(5, '\0');
+    if (pColours)
+        lump += std::string{char(pColours->size() / 3), char(pColours->size() / 3 >> 8)} +
+                *pColours;
     return lump;
 }
