@@ -6,7 +6,6 @@
 #include "platform/bmp_file.h"
 #include "viewer/map_format.h"
 
-#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -34,12 +33,6 @@ std::string WorldWadKey(const std::string& mapPath)
     }
     const char* pszWad = pWorld->Get("wad");
     return pszWad ? pszWad : "";
-}
-
-std::string WithSlashes(std::string name)
-{
-    std::replace(name.begin(), name.end(), '\\', '/');
-    return name;
 }
 
 bool WritePicture(const std::string& path, const CRgbPicture& picture)
@@ -113,14 +106,9 @@ bool IsSafeTextureName(const std::string& name)
     const std::string path = WithSlashes(name);
     if (path.empty() || path[0] == '/')
         return false;
-    size_t start = 0;
-    while (start <= path.size()) {
-        const size_t end = std::min(path.find('/', start), path.size());
-        const std::string component = path.substr(start, end - start);
+    for (const std::string& component : SplitText(path, '/'))
         if (component.empty() || component == "." || component == "..")
             return false;
-        start = end + 1;
-    }
     return true;
 }
 

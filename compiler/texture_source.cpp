@@ -56,20 +56,32 @@ bool ReadLoosePicture(const std::string& path, const std::string& extension, CRg
 
 } // namespace
 
+std::vector<std::string> SplitText(const std::string& text, char separator)
+{
+    std::vector<std::string> pieces;
+    size_t start = 0;
+    for (size_t end = text.find(separator); end != std::string::npos;
+         start = end + 1, end = text.find(separator, start))
+        pieces.push_back(text.substr(start, end - start));
+    pieces.push_back(text.substr(start));
+    return pieces;
+}
+
+std::string WithSlashes(std::string name)
+{
+    std::replace(name.begin(), name.end(), '\\', '/');
+    return name;
+}
+
 std::string FindPathNoCase(const fs::path& base, const std::string& relative)
 {
     std::string current = base.empty() ? std::string(".") : base.string();
     // Each component in turn: the file layer matches only the last one.
-    size_t start = 0;
-    while (start <= relative.size()) {
-        const size_t end = std::min(relative.find('/', start), relative.size());
-        const std::string component = relative.substr(start, end - start);
-        start = end + 1;
-        if (component.empty())
-            continue;
-        current = FindFileNoCase((fs::path(current) / component).string());
+    for (const std::string& component : SplitText(relative, '/')) {
+        if (!component.empty())
+            current = FindFileNoCase((fs::path(current) / component).string());
         if (current.empty())
-            return current;
+            break;
     }
     return current;
 }
@@ -77,17 +89,11 @@ std::string FindPathNoCase(const fs::path& base, const std::string& relative)
 std::vector<std::string> SplitWadList(const std::string& value)
 {
     std::vector<std::string> entries;
-    size_t start = 0;
-    while (start <= value.size()) {
-        const size_t end = std::min(value.find(';', start), value.size());
-        std::string entry = value.substr(start, end - start);
-        start = end + 1;
+    for (const std::string& entry : SplitText(value, ';')) {
         const size_t first = entry.find_first_not_of(" \t");
-        if (first == std::string::npos)
-            continue;
-        entry = entry.substr(first, entry.find_last_not_of(" \t") - first + 1);
-        std::replace(entry.begin(), entry.end(), '\\', '/');
-        entries.push_back(entry);
+        if (first != std::string::npos)
+            entries.push_back(
+                WithSlashes(entry.substr(first, entry.find_last_not_of(" \t") - first + 1)));
     }
     return entries;
 }
@@ -219,7 +225,8 @@ bool CTextureSources::FindLoose(const std::string& name, CFoundTexture* pOut,
     static const char* const EXTENSIONS[] = {".png", ".tga", ".bmp"};
     for (const char* pszFolder : FOLDERS) {
         for (const char* pszExtension : EXTENSIONS) {
-            const std::string path = FindPathNoCase(MapDir, pszFolder + name + pszExtension);
+            const std::string path =
+                FindPathNoCase(MapDir, pszFolder + WithSlashes(name) + pszExtension);
             // A picture this compiler wrote is an output, not a source.
             if (!IsFile(path) || ReadBmpMark(path) == TEXTURE_BMP_MARK)
                 continue;

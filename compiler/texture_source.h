@@ -33,6 +33,12 @@ struct CFoundTexture {
 // there is none.
 std::string FindPathNoCase(const std::filesystem::path& base, const std::string& relative);
 
+// The pieces of text between separators, empty ones included.
+std::vector<std::string> SplitText(const std::string& text, char separator);
+
+// A name or path with '\' turned into '/', as the viewer's paths take it.
+std::string WithSlashes(std::string name);
+
 // The entries of a "wad" value: cut at ';', blanks around them dropped,
 // backslashes turned into slashes.
 std::vector<std::string> SplitWadList(const std::string& value);
