@@ -73,6 +73,8 @@ struct CDirectoryDamage {
     const char* pszProblem;
 };
 
+void PrintTo(const CDirectoryDamage& damage, std::ostream* pOut) { *pOut << damage.pszName; }
+
 class WadDamageTest : public WadTest, public ::testing::WithParamInterface<CDirectoryDamage> {};
 
 TEST_P(WadDamageTest, DamagedDirectoryGivesAProblemAndNoTexture)
@@ -112,6 +114,8 @@ struct CTextureDamage {
     std::function<void(std::string*)> Damage;
     const char* pszProblem;
 };
+
+void PrintTo(const CTextureDamage& damage, std::ostream* pOut) { *pOut << damage.pszName; }
 
 class TextureDamageTest : public WadTest, public ::testing::WithParamInterface<CTextureDamage> {};
 
