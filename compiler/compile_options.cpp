@@ -123,6 +123,18 @@ bool ParseCompileOptions(const std::vector<std::string>& args, CCompileOptions* 
                           std::to_string(COMPILE_MAX_BOUNCES);
                 return false;
             }
+        } else if (word == "--base-size") {
+            if (!value(&text))
+                return false;
+            if (!ParseInt(text, COMPILE_DEFAULT_BASE_SIZE, COMPILE_MAX_BASE_SIZE,
+                          &options.BaseSize)) {
+                *pError = "option --base-size: '" + text + "' is not a whole number from " +
+                          std::to_string(COMPILE_DEFAULT_BASE_SIZE) + " to " +
+                          std::to_string(COMPILE_MAX_BASE_SIZE);
+                return false;
+            }
+        } else if (word == "--leak-fail") {
+            options.bLeakFail = true;
         } else if (word == "--no-light") {
             options.bNoLight = true;
         } else if (word == "--keep-origin") {
@@ -209,7 +221,15 @@ void PrintCompileUsage(std::ostream& stream)
            << "  --palette FILE     the palette of WAD2 textures (default: palette.lmp or a\n"
            << "                     palette lump beside the WADs)\n"
            << "  --no-textures      write no texture pictures beside the output\n"
-           << "  --log-dir DIR      directory of the fixed logs (default: beside the output)\n"
+           << "  --base-size N      half-side of the square every brush side and portal starts\n"
+           << "                     from (default 5800, at most 262144); sides beyond it are\n"
+           << "                     lost. A larger square costs precision: its corners, and\n"
+           << "                     so the cut points of long faces, are rounded to about\n"
+           << "                     N / 8,000,000 units\n"
+           << "  --leak-fail        a map that leaks fails (exit 1, no output; the point file\n"
+           << "                     is still written)\n"
+           << "  --log-dir DIR      directory of the fixed logs (default: beside the output;\n"
+           << "                     it must exist)\n"
            << "  -q                 print the stage lines only on failure\n"
            << "  --help, --version\n"
            << "\n"

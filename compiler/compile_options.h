@@ -20,6 +20,11 @@ constexpr int COMPILE_EXIT_USAGE = 2;   // bad command line
 
 enum class ETreeBuilder { List, Set };
 
+// The range of --base-size: BASE_FACE_SIZE up to a square whose corners are
+// still rounded well inside the compiler's tolerance band.
+constexpr int32_t COMPILE_DEFAULT_BASE_SIZE = 5800;
+constexpr int32_t COMPILE_MAX_BASE_SIZE = 262144;
+
 struct CCompileOptions {
     std::string MapPath;
     std::string OutputPath; // empty: MapPath with the extension ".vmz"
@@ -32,6 +37,8 @@ struct CCompileOptions {
     int32_t Bounces = 1;
     bool bNoLight = false;
     bool bKeepOrigin = false;
+    int32_t BaseSize = COMPILE_DEFAULT_BASE_SIZE; // half-side of the squares sides start from
+    bool bLeakFail = false; // a leak stops the compile
     bool bQuiet = false;
     // Editor map text: the dialect (detected side by side unless forced) and
     // whether group and detail entities join the world.

@@ -1,7 +1,8 @@
 #include "compiler/compile_pipeline.h"
 
+#include "compiler/base_square.h"
 #include "compiler/build_tree.h"
-#include "compiler/leak_check.h"
+#include "compiler/compile_checks.h"
 #include "compiler/compile_driver.h"
 #include "compiler/entities.h"
 #include "compiler/face_list.h"
@@ -9,6 +10,7 @@
 #include "compiler/map_import.h"
 #include "compiler/map_parser.h"
 #include "compiler/map_writer.h"
+#include "compiler/output_paths.h"
 #include "compiler/plane_set.h"
 #include "compiler/stage_clock.h"
 #include "compiler/texture_export.h"
@@ -22,6 +24,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <limits>
 #include <map>
 #include <new>
@@ -65,6 +68,9 @@ struct CCompileState {
     int32_t PortalCount = 0;
     CBuildNode* pRoot = nullptr;
     CLightNode* pLights = nullptr;
+    // Runs on the first pass's tree right after its flood; a text stops the
+    // compile with that reason.
+    std::function<std::string(CBuildNode*)> AfterFirstFlood;
 
     CCompileState() = default;
     CCompileState(const CCompileState&) = delete;
@@ -429,6 +435,13 @@ CPaths ResolvePaths(const CCompileOptions& options)
     return paths;
 }
 
+void RunAfterFirstFlood(CCompileState& state)
+{
+    const std::string stop = state.AfterFirstFlood ? state.AfterFirstFlood(state.pRoot) : "";
+    if (!stop.empty())
+        Fail(stop);
+}
+
 // The two passes of one builder: build, portal and flood all faces, keep the
 // faces of the reached leaves, then build, portal and flood those alone.
 // The second tree stays in the state.
@@ -443,6 +456,7 @@ void BuildWithSets(CCompileState& state, const CVector& start, std::ostream& log
         Fail("no tree could be built from the faces");
     if (!bFirst)
         Fail("no portals could be made");
+    RunAfterFirstFlood(state);
     if (!FlattenTree(state.pRoot, &state.Set, &state.pFlat) || !state.pFlat ||
         state.pFlat->Count < 1)
         Fail("the flood from the start location reached no faces (is the start location "
@@ -472,6 +486,7 @@ void BuildWithLists(CCompileState& state, const CVector& start, std::ostream& lo
         Fail("no tree could be built from the faces");
     if (!bFirst)
         Fail("no portals could be made");
+    RunAfterFirstFlood(state);
     if (CollectReachedFaces(state.pRoot, &state.FlatMap) < 1)
         Fail("the flood from the start location reached no faces (is the start location "
              "inside the world?)");
@@ -484,25 +499,12 @@ void BuildWithLists(CCompileState& state, const CVector& start, std::ostream& lo
         Fail("the second pass over the reached faces made no tree or no portals");
 }
 
-// A map with a gap lets the flood out: its faces toward the void stay and
-// the viewer can walk out of it. The place is given in map text axes.
-void WarnOfLeak(CBuildNode* pRoot, const CVector& shift, const std::string& mapPath,
-                std::ostream& err)
-{
-    CVector where;
-    if (!FindLeak(pRoot, &where))
-        return;
-    where = where + shift;
-    err << "warning: " << mapPath << ": the map leaks: the flood from the start location "
-        << "reached the outside (near " << where.x << " " << where.z << " " << where.y
-        << "); seal the gap, or the outside stays open and its faces are kept\n";
-}
-
 // The compile proper; throws CCompileFailure, CError or std::bad_alloc.
 void Compile(const CCompileOptions& options, const CPaths& paths, std::ostream& log,
              std::ostream& err)
 {
     const int64_t compileStart = ClockMs();
+    const CBaseSizeScope baseSize(static_cast<float>(options.BaseSize));
     CCompileState state;
 
     log << "Compiling " << paths.Map << " to " << paths.Output << std::endl;
@@ -533,17 +535,31 @@ void Compile(const CCompileOptions& options, const CPaths& paths, std::ostream& 
             Fail("no start location: no info_player_start entity with an origin "
                  "(give one with --start X Y Z)");
     }
+
+    // The checks that need whole brushes, before the map moves.
+    const CCheckSetting checks{paths.Map, PointFilePath(paths.Output), options.bLeakFail};
+    const std::vector<CMapBrush> brushes = BrushesFromImport(import);
+    bool bStartOutside = false;
+    const std::string stop = SettleStart(brushes, checks, &startLocation, &bStartOutside, err);
+    if (!stop.empty())
+        Fail(stop);
+    const int32_t beyondSquare = WarnOfBaseSquare(
+        brushes, options.bKeepOrigin ? CVector() : startLocation, checks, err);
     log << "Map text read in " << SecondsSince(start) << " seconds." << std::endl;
     log << "Faces:\t" << faceCount << "\nTextures:\t" << state.Map.NameCount << "\nMappings:\t"
         << state.Map.MappingCount << std::endl;
     // Shown in map text axes, as the user gives it.
-    log << "Start location:\t" << startLocation.x << " " << startLocation.z << " "
-        << startLocation.y << (options.bKeepOrigin ? " (kept)" : " (moved to the origin)")
+    log << "Start location:\t" << MapTextPoint(startLocation) << (options.bKeepOrigin ? " (kept)" : " (moved to the origin)")
         << std::endl;
     if (!options.bKeepOrigin) {
         MoveMap(&state.Map, startLocation);
         shift = startLocation;
         startLocation = CVector();
+    }
+    if (!bStartOutside) {
+        state.AfterFirstFlood = [&](CBuildNode* pRoot) {
+            return ReportLeak(pRoot, startLocation, shift, brushes, checks, err);
+        };
     }
 
     if (options.Builder == ETreeBuilder::Set)
@@ -553,7 +569,6 @@ void Compile(const CCompileOptions& options, const CPaths& paths, std::ostream& 
     const std::vector<CBuildNode*> reached = ReachedLeaves(state.pRoot);
     if (reached.empty())
         Fail("the flood of the second pass reached no leaf");
-    WarnOfLeak(state.pRoot, shift, paths.Map, err);
 
     log << "\n######## Light. ########" << std::endl;
     start = ClockMs();
@@ -601,7 +616,10 @@ void Compile(const CCompileOptions& options, const CPaths& paths, std::ostream& 
         << ", leaves " << compiled.Leaves.size() << ", nodes " << compiled.Nodes.size()
         << ", vertices " << compiled.Vertices.size() << ", textures " << state.Map.NameCount
         << ", portals " << state.PortalCount << ", reached leaves " << reached.size()
-        << ", lit faces " << counts.LitFaces << "." << std::endl;
+        << ", lit faces " << counts.LitFaces;
+    if (beyondSquare > 0)
+        log << ", brushes beyond the base square " << beyondSquare;
+    log << "." << std::endl;
 }
 
 } // namespace
@@ -621,10 +639,9 @@ int RunCompile(const CCompileOptions& options, std::ostream& out, std::ostream& 
         return COMPILE_EXIT_FAILED;
     };
 
-    std::error_code error;
-    fs::create_directories(paths.LogDir, error);
-    if (!fs::is_directory(paths.LogDir, error))
-        return failed("cannot make the log directory " + paths.LogDir);
+    const std::string refused = CheckCompilePaths(paths.Map, paths.Output, paths.LogDir);
+    if (!refused.empty())
+        return failed(refused);
     SetDriveRoot(paths.LogDir);
 
     try {

@@ -38,6 +38,8 @@ void FreeFace(CLeafFace* pFace)
     pFace->pPlane = nullptr;
 }
 
+float g_fBaseFaceSize = BASE_FACE_SIZE;
+
 bool MakeBaseFace(float size, CPlane& plane, CLeafFace* pFace)
 {
     delete[] pFace->pVertices;

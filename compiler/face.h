@@ -10,6 +10,9 @@
 struct CTexSizeNode;
 
 constexpr float BASE_FACE_SIZE = 5800.0f;
+// The size the parser and the portal stage give their squares: BASE_FACE_SIZE
+// unless a compile raises it for a map that reaches further.
+extern float g_fBaseFaceSize;
 constexpr float DEFAULT_TEXTURE_SIZE = 256.0f;
 
 // A face's texture parameters; the compiled map stores the same eleven words.

@@ -1,68 +1,163 @@
 #include "compiler/leak_check.h"
 
+#include "compiler/clip.h"
+#include "compiler/portal.h"
 #include "compiler/visibility.h"
 
 #include <algorithm>
-#include <vector>
+#include <deque>
+#include <unordered_map>
 
 namespace {
 
-// Far enough beyond the faces that no leaf of the inside reaches it.
-constexpr float LEAK_PROBE_MARGIN = 64.0f;
+// Points on the six sides of the box pushed out by the margin, PROBE_STEPS
+// by PROBE_STEPS on each side, corners and edges included.
+constexpr int PROBE_STEPS = 5;
 
-struct CBounds {
-    CVector Min, Max;
-    bool bEmpty = true;
-};
-
-bool AddLeafFaces(CBuildNode* pNode, void* context)
+std::vector<CVector> Probes(const CVector& min, const CVector& max)
 {
-    auto* pBounds = static_cast<CBounds*>(context);
-    for (int32_t f = 0; pNode->IsLeaf() && f < pNode->FaceCount; ++f) {
-        const CLeafFace& face = pNode->pFaces[f];
-        for (int32_t v = 0; v < face.VertexCount; ++v) {
-            const CVector& p = face.pVertices[v].Position;
-            if (pBounds->bEmpty) {
-                pBounds->Min = pBounds->Max = p;
-                pBounds->bEmpty = false;
+    const CVector margin(LEAK_PROBE_MARGIN, LEAK_PROBE_MARGIN, LEAK_PROBE_MARGIN);
+    const CVector lo = min - margin;
+    const CVector hi = max + margin;
+    auto along = [&](int axis, int step) {
+        const float from = axis == 0 ? lo.x : axis == 1 ? lo.y : lo.z;
+        const float to = axis == 0 ? hi.x : axis == 1 ? hi.y : hi.z;
+        return from + (to - from) * static_cast<float>(step) / (PROBE_STEPS - 1);
+    };
+    std::vector<CVector> probes;
+    for (int axis = 0; axis < 3; ++axis) {
+        for (const float side : {axis == 0 ? lo.x : axis == 1 ? lo.y : lo.z,
+                                 axis == 0 ? hi.x : axis == 1 ? hi.y : hi.z}) {
+            for (int i = 0; i < PROBE_STEPS; ++i) {
+                for (int j = 0; j < PROBE_STEPS; ++j) {
+                    float c[3];
+                    c[axis] = side;
+                    c[(axis + 1) % 3] = along((axis + 1) % 3, i);
+                    c[(axis + 2) % 3] = along((axis + 2) % 3, j);
+                    probes.emplace_back(c[0], c[1], c[2]);
+                }
             }
-            pBounds->Min = CVector(std::min(pBounds->Min.x, p.x), std::min(pBounds->Min.y, p.y),
-                                   std::min(pBounds->Min.z, p.z));
-            pBounds->Max = CVector(std::max(pBounds->Max.x, p.x), std::max(pBounds->Max.y, p.y),
-                                   std::max(pBounds->Max.z, p.z));
         }
     }
-    return true;
-}
-
-std::vector<CVector> Probes(const CBounds& bounds)
-{
-    const CVector lo = bounds.Min - CVector(LEAK_PROBE_MARGIN, LEAK_PROBE_MARGIN, LEAK_PROBE_MARGIN);
-    const CVector hi = bounds.Max + CVector(LEAK_PROBE_MARGIN, LEAK_PROBE_MARGIN, LEAK_PROBE_MARGIN);
-    const CVector mid = (lo + hi) * 0.5f;
-    std::vector<CVector> probes;
-    for (int i = 0; i < 8; ++i)
-        probes.emplace_back(i & 1 ? hi.x : lo.x, i & 2 ? hi.y : lo.y, i & 4 ? hi.z : lo.z);
-    probes.insert(probes.end(), {CVector(lo.x, mid.y, mid.z), CVector(hi.x, mid.y, mid.z),
-                                 CVector(mid.x, lo.y, mid.z), CVector(mid.x, hi.y, mid.z),
-                                 CVector(mid.x, mid.y, lo.z), CVector(mid.x, mid.y, hi.z)});
     return probes;
 }
 
+CVector Clamp(const CVector& p, const CVector& min, const CVector& max)
+{
+    return CVector(std::clamp(p.x, min.x, max.x), std::clamp(p.y, min.y, max.y),
+                   std::clamp(p.z, min.z, max.z));
+}
+
+// Where the segment from inside, in the box, to outside, beyond it, leaves
+// the box.
+CVector LeaveBox(const CVector& inside, const CVector& outside, const CVector& min,
+                 const CVector& max)
+{
+    const float from[3] = {inside.x, inside.y, inside.z};
+    const float to[3] = {outside.x, outside.y, outside.z};
+    const float lo[3] = {min.x, min.y, min.z};
+    const float hi[3] = {max.x, max.y, max.z};
+    double t = 1.0;
+    for (int i = 0; i < 3; ++i) {
+        const double bound = to[i] > hi[i] ? hi[i] : to[i] < lo[i] ? lo[i] : to[i];
+        if (to[i] != from[i] && bound != to[i])
+            t = std::min(t, (bound - from[i]) / (static_cast<double>(to[i]) - from[i]));
+    }
+    return inside + (outside - inside) * static_cast<float>(std::max(t, 0.0));
+}
+
+CVector Centre(const CLeafFace& face)
+{
+    CVector sum;
+    for (int32_t i = 0; i < face.VertexCount; ++i)
+        sum = sum + face.pVertices[i].Position;
+    return face.VertexCount > 0 ? sum * (1.0f / static_cast<float>(face.VertexCount)) : sum;
+}
+
+// The centre of the part of a portal inside the box: portals start as
+// squares far larger than the map, and the part that matters lies in it.
+// Where none of it does, the point of the box nearest the portal's centre.
+CVector PortalPoint(const CPortal& portal, const CVector& min, const CVector& max)
+{
+    const CPlane sides[] = {CPlane(CVector(1, 0, 0), -min.x), CPlane(CVector(-1, 0, 0), max.x),
+                            CPlane(CVector(0, 1, 0), -min.y), CPlane(CVector(0, -1, 0), max.y),
+                            CPlane(CVector(0, 0, 1), -min.z), CPlane(CVector(0, 0, -1), max.z)};
+    CLeafFace part;
+    CopyFace(&part, &portal.Winding);
+    for (const CPlane& side : sides) {
+        CLeafFace kept;
+        if (part.VertexCount < 3 || !ClipFace(side, &part, &kept)) {
+            FreeFace(&kept);
+            break;
+        }
+        FreeFace(&part);
+        part = kept;
+    }
+    const CVector point =
+        part.VertexCount >= 3 ? Centre(part) : Clamp(Centre(portal.Winding), min, max);
+    FreeFace(&part);
+    return point;
+}
+
+// The step into a leaf: the portal crossed and the leaf it came from.
+struct CStep {
+    const CPortal* pPortal;
+    CBuildNode* pFrom;
+};
+
 } // namespace
 
-bool FindLeak(CBuildNode* pRoot, CVector* pWhere)
+bool TraceLeak(CBuildNode* pRoot, const CVector& start, const CVector& min, const CVector& max,
+               CLeakTrace* pTrace)
 {
-    CBounds bounds;
-    WalkPreOrder(pRoot, AddLeafFaces, &bounds);
-    if (bounds.bEmpty)
-        return false;
-    for (const CVector& probe : Probes(bounds)) {
+    // The reached leaves outside the box, each with its points out there.
+    std::unordered_map<const CBuildNode*, std::vector<CVector>> outside;
+    for (const CVector& probe : Probes(min, max)) {
         const CBuildNode* pLeaf = FindLeaf(pRoot, &probe);
-        if (pLeaf && pLeaf->IsLeaf() && pLeaf->bVisited) {
-            *pWhere = probe;
-            return true;
+        if (pLeaf && pLeaf->IsLeaf() && pLeaf->bVisited)
+            outside[pLeaf].push_back(probe);
+    }
+    CBuildNode* pStart = FindLeaf(pRoot, &start);
+    if (outside.empty() || !pStart || !pStart->IsLeaf())
+        return false;
+
+    // Breadth first over the portals the flood crosses, so the way found
+    // crosses the fewest portals.
+    std::unordered_map<const CBuildNode*, CStep> came{{pStart, {nullptr, nullptr}}};
+    std::deque<CBuildNode*> pending{pStart};
+    CBuildNode* pEnd = nullptr;
+    while (!pending.empty() && !pEnd) {
+        CBuildNode* pLeaf = pending.front();
+        pending.pop_front();
+        if (outside.count(pLeaf)) {
+            pEnd = pLeaf;
+            break;
+        }
+        for (int32_t i = 0; pLeaf->pPortals && i < pLeaf->PortalCount; ++i) {
+            const CPortal* pPortal = pLeaf->pPortals[i];
+            if (!pPortal || pPortal->bBlocked)
+                continue;
+            for (CBuildNode* pNext : pPortal->pNodes) {
+                if (pNext && came.emplace(pNext, CStep{pPortal, pLeaf}).second)
+                    pending.push_back(pNext);
+            }
         }
     }
-    return false;
+    if (!pEnd)
+        return false;
+
+    std::vector<CVector>& points = pTrace->Points;
+    for (const CBuildNode* pLeaf = pEnd; came.at(pLeaf).pPortal; pLeaf = came.at(pLeaf).pFrom)
+        points.push_back(PortalPoint(*came.at(pLeaf).pPortal, min, max));
+    points.push_back(start);
+    std::reverse(points.begin(), points.end());
+
+    // Out through the outside leaf's probe nearest to the last point.
+    const CVector last = points.back();
+    const std::vector<CVector>& probes = outside.at(pEnd);
+    points.push_back(*std::min_element(probes.begin(), probes.end(), [&](auto& a, auto& b) {
+        return (a - last).LengthSquared() < (b - last).LengthSquared();
+    }));
+    pTrace->Exit = LeaveBox(last, points.back(), min, max);
+    return true;
 }

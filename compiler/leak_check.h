@@ -1,12 +1,30 @@
 #pragma once
-// Whether a flooded tree leaks: the flood from the start location reached
-// space outside the map. The faces of a sealed map close the inside off, so
-// no reached leaf holds a point beyond the faces' bounding box; a map with a
-// gap lets the flood out, and its outside then counts as open.
+// Whether a flooded tree leaks, and along which way: the flood from the
+// start location reached space outside the map. Outside is what lies beyond
+// the box round all brushes; a reached leaf that holds a point out there is
+// an outside leaf, and the shortest chain of open portals from the start's
+// leaf to one of them is the way a designer follows to find the gap.
 #include "compiler/build_tree.h"
 #include "geometry/vector.h"
 
-// Probes the eight corners and six face centres of the faces' bounding box,
-// pushed out by a margin: true, with the probe found in *pWhere, when the
-// leaf of one of them was reached. False for a tree with no faces.
-bool FindLeak(CBuildNode* pRoot, CVector* pWhere);
+#include <vector>
+
+// Far enough beyond the brushes that no leaf of the inside reaches it.
+constexpr float LEAK_PROBE_MARGIN = 64.0f;
+
+struct CLeakTrace {
+    // The start, the centre of each portal crossed in order (of its part
+    // inside the box), and last the outside leaf's point beyond the box
+    // nearest to them: the line an editor draws from a point file.
+    std::vector<CVector> Points;
+    // Where the way leaves the map: where its last line, out to the point
+    // outside, crosses the side of the box.
+    CVector Exit;
+};
+
+// Traces the way out after the flood from start over the tree under pRoot.
+// min and max bound the brushes. True, with the way in *pTrace, when the
+// flood reached an outside leaf; false for a sealed map, a start in no leaf
+// or a tree without faces.
+bool TraceLeak(CBuildNode* pRoot, const CVector& start, const CVector& min, const CVector& max,
+               CLeakTrace* pTrace);

@@ -116,7 +116,7 @@ bool ParseBrush(CTokenReader& reader, CMapData* pMap)
             break;
 
         CLeafFace face;
-        const bool bMade = MakeBaseFace(BASE_FACE_SIZE, plane, &face);
+        const bool bMade = MakeBaseFace(g_fBaseFaceSize, plane, &face);
         CFaceEntry* pEntry = bMade ? AddFaceEntry(&pMap->pFaces, face) : nullptr;
         FreeFace(&face);
         if (!pEntry)

@@ -399,7 +399,7 @@ int32_t MakePlanePortals(const CPlane* pPlane, CBuildNode* pRoot, CPortal** ppPo
 {
     CPlane plane = *pPlane;
     CLeafFace* pFaces = new CLeafFace[1];
-    MakeBaseFace(PORTAL_BASE_SIZE, plane, &pFaces[0]);
+    MakeBaseFace(g_fBaseFaceSize, plane, &pFaces[0]);
     const int32_t count = SplitThroughTree(&pFaces, 1, pRoot);
     *ppPortals = PortalsFromFaces(pFaces, count, plane);
     delete[] pFaces;
@@ -471,7 +471,7 @@ void RecutPortals(CPortal* pPortals, int32_t count)
         if (portal.bBlocked)
             continue;
         CPlane plane = portal.Plane;
-        MakeBaseFace(PORTAL_BASE_SIZE, plane, &portal.Winding);
+        MakeBaseFace(g_fBaseFaceSize, plane, &portal.Winding);
 
         for (CBuildNode* pLeaf : portal.pNodes) {
             if (!pLeaf)
@@ -548,7 +548,7 @@ int32_t MakePortals(const CPlane* pPlane, CBuildNode* pRoot, CPortal** ppPortals
 {
     CPlane plane = *pPlane;
     CLeafFace base;
-    MakeBaseFace(PORTAL_BASE_SIZE, plane, &base);
+    MakeBaseFace(g_fBaseFaceSize, plane, &base);
 
     // A polygon that reaches a null child is a portal. Front parts are
     // taken before back parts, so the portals come out front first at
@@ -589,7 +589,7 @@ int32_t MakePortals2(const CPlane* pPlane, const CPlane* pPlanes, int32_t planeC
     int32_t count = 1;
     CPortal* pPortals = new CPortal[1];
     pPortals[0].Plane = *pPlane;
-    MakeBaseFace(PORTAL_BASE_SIZE, plane, &pPortals[0].Winding);
+    MakeBaseFace(g_fBaseFaceSize, plane, &pPortals[0].Winding);
     CFaceStackNode* pStack = nullptr;
 
     // What is held is freed before an error leaves.

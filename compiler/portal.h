@@ -9,7 +9,7 @@
 
 #include <cstdint>
 
-constexpr float PORTAL_BASE_SIZE = 5800.0f;
+constexpr float PORTAL_BASE_SIZE = 5800.0f; // g_fBaseFaceSize at its default
 
 struct CPortal {
     CPlane Plane;                               // in the orientation that made it
