@@ -92,10 +92,10 @@ std::string SettleStart(const std::vector<CMapBrush>& brushes, const CCheckSetti
                                  MapTextPoint(place.Min) + " to " + MapTextPoint(place.Max) +
                                  "): the flood fills the space round the map";
         *pOutside = true;
+        RemovePointFile(setting);
         if (setting.bLeakFail)
             return text;
         Warn(setting, text + ", and the outer faces are kept", err);
-        RemovePointFile(setting);
         break;
     }
     }

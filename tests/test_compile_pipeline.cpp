@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -278,7 +279,7 @@ TEST_F(CompilePipelineTest, BadCommandLinesExitWithUsage)
          {"", "--bogus a.map", "a.map a.map", "-o", "a.map -o", "--threads 0 a.map",
           "--threads two a.map", "--bounces -1 a.map", "--builder tree a.map",
           "--start 1 2 a.map", "--start 1 2 x3 a.map", "--lights", "--format quake3 a.map",
-          "--format"}) {
+          "--format", "--base-size 5799 a.map", "--base-size 262145 a.map"}) {
         const CRun run = Compile(pszArgs);
         EXPECT_EQ(run.Exit, 2) << pszArgs;
         EXPECT_NE(run.Err.find("vorlane-compile: "), std::string::npos) << pszArgs;
@@ -331,8 +332,6 @@ TEST_F(CompilePipelineTest, FailuresNameTheFileAndLeaveNoOutput)
     EXPECT_TRUE(std::filesystem::exists(Path("new.vmz")));
 }
 
-} // namespace
-
 // The sample maps compile with the tool and stay sealed: the start is open
 // and the void round them solid. The room is lit by its light list; the
 // level's light passes take seconds and are measured by bench_compile.
@@ -359,17 +358,163 @@ TEST_F(CompilePipelineTest, SampleMapsCompileSealed)
     }
 }
 
-// A map whose faces do not close the start in is told of; a sealed one is not.
-TEST_F(CompilePipelineTest, LeakingMapsGetAWarning)
+// The lines of a point file as numbers, three a line.
+std::vector<std::vector<double>> ReadPoints(const std::string& path)
 {
-    for (const char* pszBuilder : {"set", "list"}) {
-        CRun run = Compile(std::string("--no-light --builder ") + pszBuilder + " -o " +
-                           Quote(Path("out.vmz")) + " " + Quote(SharedMap("q1_cubes.map")));
-        ASSERT_EQ(run.Exit, 0) << run.Err;
-        EXPECT_NE(run.Err.find("q1_cubes.map: the map leaks"), std::string::npos) << run.Err;
-        run = Compile(std::string("--no-light --builder ") + pszBuilder + " -o " +
-                      Quote(Path("out.vmz")) + " " + Quote(SharedMap("qbsp_simple_sealed.map")));
-        ASSERT_EQ(run.Exit, 0) << run.Err;
-        EXPECT_EQ(run.Err.find("leaks"), std::string::npos) << run.Err;
+    std::vector<std::vector<double>> points;
+    std::ifstream file(path);
+    for (double x, y, z; file >> x >> y >> z;)
+        points.push_back({x, y, z});
+    return points;
+}
+
+class LeakTrace : public CompilePipelineTest, public ::testing::WithParamInterface<const char*> {};
+
+// A leak writes the point file beside the output, from the start to a point
+// outside the box of the brushes (x, y -144..144, z -16..144), and names the
+// brushes at the gap: the shortened wall 3 and the wall 5 it should meet. A
+// sealed map writes none and takes away a stale one.
+TEST_P(LeakTrace, PointFileRunsFromTheStartToTheOutside)
+{
+    const std::string builder = std::string("--no-light --builder ") + GetParam() + " -o out.vmz ";
+    const CRun run = Compile(builder + Quote(Fixture("room6_gap.map")));
+    ASSERT_EQ(run.Exit, 0) << run.Err;
+    EXPECT_NE(run.Err.find("room6_gap.map: the map leaks"), std::string::npos) << run.Err;
+    EXPECT_NE(run.Err.find("brush 3 (line 29)"), std::string::npos) << run.Err;
+    EXPECT_NE(run.Err.find("brush 5 (line 45)"), std::string::npos) << run.Err;
+    EXPECT_NE(run.Err.find("; out.pts draws the way out"), std::string::npos) << run.Err;
+
+    const auto points = ReadPoints(Path("out.pts"));
+    ASSERT_GE(points.size(), 2u);
+    EXPECT_EQ(points.front(), (std::vector<double>{0, 0, 24}));
+    const std::vector<double>& last = points.back();
+    EXPECT_TRUE(std::fabs(last[0]) > 144 || std::fabs(last[1]) > 144 || last[2] < -16 ||
+                last[2] > 144)
+        << last[0] << " " << last[1] << " " << last[2];
+
+    const CRun sealed = Compile(builder + Quote(Fixture("room6.map")));
+    ASSERT_EQ(sealed.Exit, 0) << sealed.Err;
+    EXPECT_EQ(sealed.Err.find("leak"), std::string::npos) << sealed.Err;
+    EXPECT_FALSE(std::filesystem::exists(Path("out.pts")));
+}
+
+INSTANTIATE_TEST_SUITE_P(Builders, LeakTrace, ::testing::Values("set", "list"));
+
+// --leak-fail: a leak, or a start outside the map, exits 1 without an output
+// file; the point file of the leak is still there to be loaded.
+TEST_F(CompilePipelineTest, LeakFailExitsOneWithoutOutput)
+{
+    CRun run = Compile("--no-light --leak-fail -o out.vmz " + Quote(Fixture("room6_gap.map")));
+    EXPECT_EQ(run.Exit, 1);
+    EXPECT_NE(run.Err.find("vorlane-compile: " + Fixture("room6_gap.map") + ": the map leaks"),
+              std::string::npos)
+        << run.Err;
+    EXPECT_EQ(Listing(), (std::vector<std::string>{"out.pts"}));
+
+    run = Compile("--no-light --leak-fail --start 0 0 500 -o out.vmz " +
+                  Quote(Fixture("room6.map")));
+    EXPECT_EQ(run.Exit, 1);
+    EXPECT_NE(run.Err.find("lies outside the map"), std::string::npos) << run.Err;
+    EXPECT_EQ(Listing(), std::vector<std::string>());
+}
+
+// A start beyond every brush, or in the solid of one, is told of as such and
+// not as a gap: outside compiles with a warning (the flood fills the space
+// round the map), inside stops.
+TEST_F(CompilePipelineTest, StartOutsideOrInsideABrushHasItsOwnMessage)
+{
+    const std::string room = Quote(Fixture("room6.map"));
+    CRun run = Compile("--no-light -o out.vmz --start 0 0 500 " + room);
+    EXPECT_EQ(run.Exit, 0) << run.Err;
+    EXPECT_NE(run.Err.find("the start location 0 0 500 lies outside the map (its brushes span "
+                           "-144 -144 -16 to 144 144 144)"),
+              std::string::npos)
+        << run.Err;
+    EXPECT_EQ(run.Err.find("leaks"), std::string::npos) << run.Err;
+    EXPECT_EQ(Listing(), (std::vector<std::string>{"out.vmz"}));
+
+    run = Compile("--no-light -o new.vmz --start 0 0 -8 " + room);
+    EXPECT_EQ(run.Exit, 1);
+    EXPECT_NE(run.Err.find("the start location 0 0 -8 lies inside brush 0 (line 5), in solid"),
+              std::string::npos)
+        << run.Err;
+    EXPECT_EQ(Listing(), (std::vector<std::string>{"out.vmz"}));
+}
+
+// A start on the floor's plane breaks the flood (the tree's band round the
+// plane puts it under the floor); it moves 1 unit up and compiles to the
+// same file as a start given there.
+TEST_F(CompilePipelineTest, StartOnAPlaneCompilesAsOneUnitOff)
+{
+    const std::string room = Quote(Fixture("room6.map"));
+    const CRun on = Compile("--no-light -o on.vmz --start 0 0 0 " + room);
+    ASSERT_EQ(on.Exit, 0) << on.Err;
+    EXPECT_NE(on.Err.find("the start location 0 0 0 lies on the plane of a side of brush 0 "
+                          "(line 5), where the flood may start on the wrong side; moved to 0 0 1"),
+              std::string::npos)
+        << on.Err;
+    ASSERT_EQ(Compile("-q --no-light -o off.vmz --start 0 0 1 " + room).Exit, 0);
+    const std::string file = ReadText(Path("on.vmz"));
+    EXPECT_EQ(file.size(), ReadText(Path("off.vmz")).size());
+    EXPECT_TRUE(file == ReadText(Path("off.vmz")));
+}
+
+// The room moved to x 8856..9144 loses sides to the parser's square of 5800
+// round the file's origin and leaks; --base-size 9216, the next multiple of
+// 256 above 9144, keeps the six walls whole and the room sealed.
+TEST_F(CompilePipelineTest, BaseSizeTakesInBrushesBeyondTheSquare)
+{
+    const std::string room = Quote(Fixture("room6_far.map"));
+    CRun run = Compile("--no-light -o out.vmz " + room);
+    ASSERT_EQ(run.Exit, 0) << run.Err;
+    EXPECT_NE(run.Err.find("6 brushes reach beyond the base square of 5800 units and lose sides: "
+                           "brush 0 (line 5), brush 1 (line 13), brush 2 (line 21), brush 3 (line "
+                           "29), brush 4 (line 37), brush 5 (line 45); --base-size 9216 keeps them "
+                           "whole"),
+              std::string::npos)
+        << run.Err;
+    EXPECT_NE(run.Out.find(", brushes beyond the base square 6."), std::string::npos) << run.Out;
+
+    run = Compile("--no-light --base-size 9216 -o out.vmz " + room);
+    ASSERT_EQ(run.Exit, 0) << run.Err;
+    EXPECT_EQ(run.Err.find("base square"), std::string::npos) << run.Err;
+    EXPECT_EQ(run.Err.find("leaks"), std::string::npos) << run.Err;
+    const CReadBack map(Path("out.vmz"));
+    ASSERT_EQ(map.Result, MAP_READ_OK);
+    EXPECT_EQ(map.Image.nFaces, 6);
+}
+
+// Paths that would replace a device, write over the map, hang on a pipe or
+// need a folder made are refused before anything is read or written: exit
+// 1, the path named, the scratch folder as it was (no output, no logs).
+TEST_F(CompilePipelineTest, RefusedPathsNameThePathAndWriteNothing)
+{
+    const std::string map = Write("a.map", ReadText(Fixture("room6.map")));
+    ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+    std::filesystem::create_directory(Path("folder"));
+    const struct {
+        std::string Args;
+        std::string Message;
+    } cases[] = {
+        {"-o a.map a.map", "the output a.map is the map itself"},
+        {"-o /dev/null a.map", "the output /dev/null exists and is not a regular file"},
+        {"-o pipe a.map", "the output pipe exists and is not a regular file"},
+        {"-o missing/out.vmz a.map", "the output folder missing does not exist"},
+        {"--log-dir logs a.map", "the log folder logs does not exist"},
+        {"pipe", "pipe: not a regular file"},
+        {"folder", "folder: a folder, not a map text"},
+    };
+    for (const auto& c : cases) {
+        const CRun run = Compile("--no-light " + c.Args);
+        EXPECT_EQ(run.Exit, 1) << c.Args;
+        EXPECT_NE(run.Err.find(c.Message), std::string::npos) << c.Args << ": " << run.Err;
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(Dir))
+            names.push_back(entry.path().filename().string());
+        std::sort(names.begin(), names.end());
+        EXPECT_EQ(names, (std::vector<std::string>{"a.map", "folder", "pipe"})) << c.Args;
+        EXPECT_EQ(ReadText(map), ReadText(Fixture("room6.map")));
     }
 }
+
+} // namespace

@@ -5,6 +5,8 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <functional>
+#include <limits>
 #include <sstream>
 #include <sys/wait.h>
 
@@ -115,8 +117,9 @@ protected:
         return text.str();
     }
 
-    // A room between x = -64 and 64 by one leaf under two nodes.
-    std::string WriteRoom()
+    // A room between x = -64 and 64 by one leaf under two nodes; damage
+    // changes it before it is written.
+    std::string WriteRoom(const std::function<void(CCompiledMap&)>& damage = nullptr)
     {
         CCompiledMap map;
         map.Vertices = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
@@ -127,6 +130,8 @@ protected:
         map.Nodes = {Node(EncodeNodeChild(1), SOLID, X_AXIS, 64),
                      Node(SOLID, LEAF, X_AXIS, -64)};
         map.Lightmaps.assign(LIGHTMAP_BLOCK_SIZE, 0);
+        if (damage)
+            damage(map);
         std::string path = Path("room.vmz"), error;
         EXPECT_TRUE(WriteCompiledMap(path.c_str(), map, &error)) << error;
         return path;
@@ -168,6 +173,31 @@ TEST_F(MapInfoProgramTest, BadFilesExitOneNamingTheFile)
     EXPECT_EQ(RunInfo(path), 1);
     EXPECT_NE(Err.find(path + ": Unable to open file.\n"), std::string::npos) << Err;
     EXPECT_EQ(Out, "");
+}
+
+// A value that is not finite in a node's plane or a mapping is a problem:
+// the reader takes the file, the program names the record and exits 1.
+TEST_F(MapInfoProgramTest, NonFinitePlanesAndMappingsAreProblems)
+{
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const float inf = std::numeric_limits<float>::infinity();
+    const struct {
+        std::function<void(CCompiledMap&)> Damage;
+        const char* pszProblem;
+    } cases[] = {
+        {[&](CCompiledMap& m) { m.Nodes[1].Distance = nan; }, "node 1: the plane is not finite"},
+        {[&](CCompiledMap& m) { m.Nodes[0].Normal.y = -inf; }, "node 0: the plane is not finite"},
+        {[&](CCompiledMap& m) { m.Mappings[0].VAxis.z = nan; },
+         "mapping 0: an axis or a scale is not finite"},
+        {[&](CCompiledMap& m) { m.Mappings[0].UScale = inf; },
+         "mapping 0: an axis or a scale is not finite"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(RunInfo(WriteRoom(c.Damage)), 1) << c.pszProblem;
+        EXPECT_NE(Out.find(std::string("problem: ") + c.pszProblem + "\n"), std::string::npos)
+            << Out;
+        EXPECT_EQ(Out.find("problems: none"), std::string::npos) << Out;
+    }
 }
 
 TEST_F(MapInfoProgramTest, BadCommandLinesExitTwoWithUsage)

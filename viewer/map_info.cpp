@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 
 namespace {
 
@@ -39,6 +40,15 @@ bool ParseCoordinate(const char* pszText, float* pValue)
     if (pEnd == pszText || *pEnd != '\0' || !std::isfinite(value) || std::fabs(value) > 3.0e38)
         return false;
     *pValue = static_cast<float>(value);
+    return true;
+}
+
+bool AllFinite(std::initializer_list<float> values)
+{
+    for (float value : values) {
+        if (!std::isfinite(value))
+            return false;
+    }
     return true;
 }
 
@@ -151,6 +161,24 @@ std::vector<std::string> FindMapWarnings(const CMapImage& image)
     return warnings;
 }
 
+std::vector<std::string> FindMapProblems(const CMapImage& image)
+{
+    std::vector<std::string> problems;
+    for (int32_t i = 0; i < image.nNodes; ++i) {
+        const CMapNode& node = image.pNodes[i];
+        if (!AllFinite({node.Distance, node.Normal.x, node.Normal.y, node.Normal.z}))
+            problems.push_back("node " + std::to_string(i) + ": the plane is not finite");
+    }
+    for (int32_t i = 0; i < image.nMappings; ++i) {
+        const CTexMapping& m = image.pMappings[i];
+        if (!AllFinite({m.UAxis.x, m.UAxis.y, m.UAxis.z, m.VAxis.x, m.VAxis.y, m.VAxis.z, m.UScale,
+                        m.VScale}))
+            problems.push_back("mapping " + std::to_string(i) +
+                               ": an axis or a scale is not finite");
+    }
+    return problems;
+}
+
 void PrintMapSummary(std::FILE* pOut, const char* pszPath, const CMapImage& image)
 {
     std::fprintf(pOut, "file: %s\n", pszPath);
@@ -231,11 +259,14 @@ int RunMapInfo(int argc, char** argv, std::FILE* pOut, std::FILE* pErr)
     std::vector<std::string> warnings = FindMapWarnings(image);
     for (const std::string& warning : warnings)
         std::fprintf(pOut, "warning: %s\n", warning.c_str());
-    if (warnings.empty())
+    const std::vector<std::string> problems = FindMapProblems(image);
+    for (const std::string& problem : problems)
+        std::fprintf(pOut, "problem: %s\n", problem.c_str());
+    if (warnings.empty() && problems.empty())
         std::fprintf(pOut, "problems: none\n");
     for (const CVector& point : points)
         std::fprintf(pOut, "%g %g %g: %s\n", point.x, point.y, point.z,
                      IsPointOpen(image, point) ? "open" : "solid");
     FreeMapImage(&image);
-    return 0;
+    return problems.empty() ? 0 : 1;
 }

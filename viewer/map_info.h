@@ -24,10 +24,16 @@ bool IsPointOpen(const CMapImage& image, const CVector& point);
 // from node 0 never reaches, lumps longer than their records. One line each.
 std::vector<std::string> FindMapWarnings(const CMapImage& image);
 
+// Things that make a file unusable although the reader takes it: a node
+// plane or a texture mapping with a value that is not finite (NaN or
+// infinite), which sends the point test or the texture coordinates astray.
+// One line each.
+std::vector<std::string> FindMapProblems(const CMapImage& image);
+
 // Writes the header, the directory and the count of every lump's records.
 void PrintMapSummary(std::FILE* pOut, const char* pszPath, const CMapImage& image);
 
 // vorlane-info FILE [--open X Y Z]...: the whole program. Returns the exit
-// code: 0 for a valid file, 1 for one that can not be opened or is invalid,
-// 2 for a bad command line.
+// code: 0 for a valid file, 1 for one that can not be opened, is invalid or
+// has problems, 2 for a bad command line.
 int RunMapInfo(int argc, char** argv, std::FILE* pOut, std::FILE* pErr);
