@@ -435,6 +435,7 @@ CPaths ResolvePaths(const CCompileOptions& options)
     return paths;
 }
 
+// The hook of the state on the first pass's flooded tree.
 void RunAfterFirstFlood(CCompileState& state)
 {
     const std::string stop = state.AfterFirstFlood ? state.AfterFirstFlood(state.pRoot) : "";
@@ -549,7 +550,8 @@ void Compile(const CCompileOptions& options, const CPaths& paths, std::ostream& 
     log << "Faces:\t" << faceCount << "\nTextures:\t" << state.Map.NameCount << "\nMappings:\t"
         << state.Map.MappingCount << std::endl;
     // Shown in map text axes, as the user gives it.
-    log << "Start location:\t" << MapTextPoint(startLocation) << (options.bKeepOrigin ? " (kept)" : " (moved to the origin)")
+    log << "Start location:\t" << MapTextPoint(startLocation)
+        << (options.bKeepOrigin ? " (kept)" : " (moved to the origin)")
         << std::endl;
     if (!options.bKeepOrigin) {
         MoveMap(&state.Map, startLocation);

@@ -10,30 +10,33 @@
 
 namespace {
 
+// Far enough beyond the brushes that no leaf of the inside reaches it.
+constexpr float LEAK_PROBE_MARGIN = 64.0f;
+
 // Points on the six sides of the box pushed out by the margin, PROBE_STEPS
 // by PROBE_STEPS on each side, corners and edges included.
 constexpr int PROBE_STEPS = 5;
 
 std::vector<CVector> Probes(const CVector& min, const CVector& max)
 {
-    const CVector margin(LEAK_PROBE_MARGIN, LEAK_PROBE_MARGIN, LEAK_PROBE_MARGIN);
-    const CVector lo = min - margin;
-    const CVector hi = max + margin;
+    const float lo[3] = {min.x - LEAK_PROBE_MARGIN, min.y - LEAK_PROBE_MARGIN,
+                         min.z - LEAK_PROBE_MARGIN};
+    const float hi[3] = {max.x + LEAK_PROBE_MARGIN, max.y + LEAK_PROBE_MARGIN,
+                         max.z + LEAK_PROBE_MARGIN};
     auto along = [&](int axis, int step) {
-        const float from = axis == 0 ? lo.x : axis == 1 ? lo.y : lo.z;
-        const float to = axis == 0 ? hi.x : axis == 1 ? hi.y : hi.z;
-        return from + (to - from) * static_cast<float>(step) / (PROBE_STEPS - 1);
+        return lo[axis] + (hi[axis] - lo[axis]) * static_cast<float>(step) / (PROBE_STEPS - 1);
     };
     std::vector<CVector> probes;
     for (int axis = 0; axis < 3; ++axis) {
-        for (const float side : {axis == 0 ? lo.x : axis == 1 ? lo.y : lo.z,
-                                 axis == 0 ? hi.x : axis == 1 ? hi.y : hi.z}) {
+        const int u = (axis + 1) % 3;
+        const int v = (axis + 2) % 3;
+        for (const float side : {lo[axis], hi[axis]}) {
             for (int i = 0; i < PROBE_STEPS; ++i) {
                 for (int j = 0; j < PROBE_STEPS; ++j) {
                     float c[3];
                     c[axis] = side;
-                    c[(axis + 1) % 3] = along((axis + 1) % 3, i);
-                    c[(axis + 2) % 3] = along((axis + 2) % 3, j);
+                    c[u] = along(u, i);
+                    c[v] = along(v, j);
                     probes.emplace_back(c[0], c[1], c[2]);
                 }
             }

@@ -9,9 +9,6 @@
 
 #include <vector>
 
-// Far enough beyond the brushes that no leaf of the inside reaches it.
-constexpr float LEAK_PROBE_MARGIN = 64.0f;
-
 struct CLeakTrace {
     // The start, the centre of each portal crossed in order (of its part
     // inside the box), and last the outside leaf's point beyond the box
