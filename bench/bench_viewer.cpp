@@ -1,17 +1,27 @@
-// The viewer's load and frame costs:
-// - BM_LoadLevel: LoadMap of the largest sample map (level, 160 brushes),
-//   pictures and lightmaps included, on the null device.
-// - BM_FrameLarge: the viewer's own work per frame (update, view matrix and
-//   the draw of every face in the unlit whole-tree mode) on the generated
-//   map of 430 brushes (about 12,000 faces), against a null device that
-//   records nothing, so the figure is our code's.
+// The viewer's load and frame costs, on the sample level and on a generated
+// map of LARGE_BRUSHES brushes (36,180 faces):
+// - BM_LoadLevel: LoadMap of the level, pictures and lightmaps included, on
+//   the null device.
+// - BM_NullFrame/level, /large: our own CPU per frame (view matrix and the
+//   lit draw of the camera's leaf and its visible list, the flip) against a
+//   null device that records nothing.
+// - BM_GLFrame/level, /large: the same frames through the OpenGL device on
+//   llvmpipe, headless, at 1024x768: time per frame and the draw calls and
+//   texture binds it asked of OpenGL per frame.
 // - BM_TimedemoLevel: `vorlane --timedemo` over a fixed fly-through of the
 //   level at 1024x768, headless on llvmpipe; the figure is its fps line.
+// The camera of the frames stands at the map's start and turns 10 degrees a
+// frame.
+#include "bench/map_generator.h"
 #include "platform/files.h"
+#include "platform/gl_state.h"
 #include "platform/null_backend.h"
+#include "platform/sdl_backend.h"
 #include "viewer/viewer_app.h"
 
 #include <benchmark/benchmark.h>
+
+#include <SDL_opengl.h>
 
 #include <cstdio>
 #include <cstring>
@@ -21,6 +31,9 @@
 #include <unistd.h>
 
 namespace {
+
+constexpr int LARGE_BRUSHES = 830;
+constexpr float TURN_PER_FRAME = 0.17453292f; // 10 degrees
 
 const std::filesystem::path& Scratch()
 {
@@ -45,8 +58,8 @@ bool PrepareMaps()
     static const bool bReady = [] {
         const std::string dir = Scratch().string();
         const std::string tools = VORLANE_TOOLS_DIR;
-        return Run(tools + "/vorlane-make-samples '" + dir + "' --large 430 '" + dir +
-                   "/large.map'") &&
+        return Run(tools + "/vorlane-make-samples '" + dir + "' --large " +
+                   std::to_string(LARGE_BRUSHES) + " '" + dir + "/large.map'") &&
                Run(tools + "/vorlane-compile -q --no-light --log-dir '" + dir + "' '" + dir +
                    "/level.map'") &&
                Run(tools + "/vorlane-compile -q --no-light --log-dir '" + dir + "' '" + dir +
@@ -55,33 +68,92 @@ bool PrepareMaps()
     return bReady;
 }
 
-// A viewer on a quiet null device with the map at "C:\NAME" loaded.
+// Where the camera of a map's frames stands: the origin of the level, the
+// player start of the generated map (file axes a b c are world a c b).
+CVector StartOf(const std::string& name)
+{
+    if (name != "large")
+        return CVector(0.0f, 0.0f, 0.0f);
+    const mapgen::Vec3 start = mapgen::StartLocation(LARGE_BRUSHES);
+    return CVector(float(start.x), float(start.z), float(start.y));
+}
+
+// A viewer with the map "C:\NAME.vmz" loaded, on the null device or, with
+// bGL, in a headless OpenGL window of the SDL backend.
 class CLoadedViewer {
 public:
-    explicit CLoadedViewer(const char* pszName)
+    CLoadedViewer(const std::string& name, bool bGL) : Name(name), bGL(bGL)
     {
         ResetNullBackend();
         GetNullConfig().bRecord = false;
         SetDriveRoot(Scratch().string());
         Config = MakeViewerConfig();
         App.pConfig = &Config;
+        if (bGL && !OpenWindow())
+            return;
         App.CreateDD(&Config);
         App.CreateD3D(&Config);
         App.Init();
-        Path = std::string("C:\\") + pszName;
+        bReady = true;
     }
+    ~CLoadedViewer()
+    {
+        App.UnloadMap();
+        App.ReleaseDevices(DEVICE_ALL);
+        if (!bGL)
+            return;
+        DestroyWindow(App.GetWindow());
+        SetPlatformBackend(nullptr);
+        ShutdownSdlBackend();
+    }
+
     bool Load()
     {
         App.UnloadMap();
+        const std::string path = "C:\\" + Name + ".vmz";
         delete[] App.pszPath;
-        App.pszPath = new char[Path.size() + 1];
-        std::memcpy(App.pszPath, Path.c_str(), Path.size() + 1);
+        App.pszPath = new char[path.size() + 1];
+        std::memcpy(App.pszPath, path.c_str(), path.size() + 1);
         return App.LoadMap();
     }
 
+    // Stands at the map's start in the lit mode, ready for Frame.
+    void StartWalk()
+    {
+        App.nState = VIEWER_WALK;
+        App.nViewMode = 0;
+        App.Camera.Position = StartOf(Name);
+    }
+
+    void Frame()
+    {
+        App.Camera.fYaw += TURN_PER_FRAME;
+        App.Process();
+        App.DrawFrame();
+    }
+
+    std::string Name;
+    bool bGL;
+    bool bReady = false;
     CAppConfig Config;
     CViewerApp App;
-    std::string Path;
+
+private:
+    bool OpenWindow()
+    {
+        setenv("SDL_VIDEODRIVER", "offscreen", 1);
+        setenv("GALLIUM_DRIVER", "llvmpipe", 1);
+        unsetenv("DISPLAY");
+        CSdlOptions options;
+        options.bWindowed = true;
+        options.bScripted = true;
+        options.bTimedemo = true;
+        std::string error;
+        if (!InitSdlBackend(options, &error))
+            return false;
+        SetPlatformBackend(GetSdlBackend());
+        return App.CreateAppWindow(&Config) == 0;
+    }
 };
 
 int CountFaces(const CWorldElement* pElement)
@@ -94,13 +166,18 @@ int CountFaces(const CWorldElement* pElement)
     return CountFaces(pNode->pFront) + CountFaces(pNode->pBack);
 }
 
+const char* MapName(const benchmark::State& state)
+{
+    return state.range(0) == 0 ? "level" : "large";
+}
+
 void BM_LoadLevel(benchmark::State& state)
 {
     if (!PrepareMaps()) {
         state.SkipWithError("could not make and compile the maps");
         return;
     }
-    CLoadedViewer viewer("level.vmz");
+    CLoadedViewer viewer("level", false);
     for (auto _ : state) {
         if (!viewer.Load()) {
             state.SkipWithError(viewer.App.szMessage);
@@ -110,26 +187,47 @@ void BM_LoadLevel(benchmark::State& state)
     state.counters["faces"] = CountFaces(&viewer.App.World);
 }
 
-void BM_FrameLarge(benchmark::State& state)
+// Frames of one map on one device; the GL run also counts its OpenGL calls.
+void RunFrames(benchmark::State& state, bool bGL)
 {
     if (!PrepareMaps()) {
         state.SkipWithError("could not make and compile the maps");
         return;
     }
-    CLoadedViewer viewer("large.vmz");
+    CLoadedViewer viewer(MapName(state), bGL);
+    if (!viewer.bReady) {
+        state.SkipWithError("no OpenGL window");
+        return;
+    }
     if (!viewer.Load()) {
         state.SkipWithError(viewer.App.szMessage);
         return;
     }
-    viewer.App.nState = VIEWER_WALK;
-    viewer.App.nViewMode = 2;
-    viewer.App.FrameSeconds = 0.01;
-    for (auto _ : state) {
-        viewer.App.Update();
-        viewer.App.Process();
-        viewer.App.Draw();
-    }
+    viewer.StartWalk();
+    viewer.Frame(); // uploads what the first frame needs
+    const CGLDeviceCounters before = GetGLDeviceCounters();
+    for (auto _ : state)
+        viewer.Frame();
+    if (bGL)
+        glFinish();
+    const CGLDeviceCounters& after = GetGLDeviceCounters();
+    const double dFrames = static_cast<double>(state.iterations());
     state.counters["faces"] = CountFaces(&viewer.App.World);
+    if (bGL) {
+        state.counters["draws"] = static_cast<double>(after.nDrawCalls - before.nDrawCalls) / dFrames;
+        state.counters["binds"] =
+            static_cast<double>(after.nTextureBinds - before.nTextureBinds) / dFrames;
+    }
+}
+
+void BM_NullFrame(benchmark::State& state)
+{
+    RunFrames(state, false);
+}
+
+void BM_GLFrame(benchmark::State& state)
+{
+    RunFrames(state, true);
 }
 
 void BM_TimedemoLevel(benchmark::State& state)
@@ -173,7 +271,8 @@ void BM_TimedemoLevel(benchmark::State& state)
 } // namespace
 
 BENCHMARK(BM_LoadLevel)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_FrameLarge)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_NullFrame)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_GLFrame)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_TimedemoLevel)->Unit(benchmark::kSecond)->Iterations(1);
 
 int main(int argc, char** argv)

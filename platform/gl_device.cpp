@@ -360,6 +360,7 @@ HRESULT CGLDevice::DrawPrimitive(uint32_t nType, uint32_t nFvf, void* pVertices,
         glTexCoordPointer(2, GL_FLOAT, nStride, Scratch[0].uv[nUnit]);
     }
     glDrawArrays(nMode, 0, static_cast<GLsizei>(nCount));
+    ++GetGLDeviceCounters().nDrawCalls;
     pTarget->MarkGpuWritten();
     return S_OK;
 }

@@ -109,6 +109,12 @@ D3DMATRIX ScreenProjection(const D3DVIEWPORT7& viewport)
     return m;
 }
 
+CGLDeviceCounters& GetGLDeviceCounters()
+{
+    static CGLDeviceCounters counters;
+    return counters;
+}
+
 // ---- CGLStateCache --------------------------------------------------------
 
 CGLStateCache::~CGLStateCache()
@@ -256,6 +262,7 @@ void CGLStateCache::ApplyTextures(const CGLDeviceState& state)
             }
             nBound[nUnit] = nName;
             bBoundKnown[nUnit] = true;
+            ++GetGLDeviceCounters().nTextureBinds;
         }
         if (!pTexture)
             continue;

@@ -87,6 +87,14 @@ private:
     GLuint nWhite = 0;
 };
 
+// What the devices asked of OpenGL since the process started, for
+// benchmarks: draw calls and texture binds.
+struct CGLDeviceCounters {
+    uint64_t nDrawCalls = 0;
+    uint64_t nTextureBinds = 0;
+};
+CGLDeviceCounters& GetGLDeviceCounters();
+
 // Row-vector product a * b of two D3D matrices.
 D3DMATRIX MultiplyMatrices(const D3DMATRIX& a, const D3DMATRIX& b);
 D3DMATRIX IdentityMatrix();
