@@ -394,14 +394,20 @@ CWriteCounts MakeCompiledMap(CCompileState& state, bool bLit, std::ostream& err,
         pOut->Leaves.push_back(leaf);
     }
 
-    // Every written leaf sees every written leaf.
+    // Every written leaf sees every other written leaf. A row leaves out
+    // its own leaf: the viewer draws the camera's leaf before its list, so
+    // its own bit would draw that leaf twice.
     const int32_t leafCount = static_cast<int32_t>(pOut->Leaves.size());
     const int32_t rowBytes = VisibilityRowBytes(leafCount);
     std::vector<uint8_t> row(static_cast<size_t>(rowBytes), 0);
     for (int32_t j = 0; j < leafCount; ++j)
         row[static_cast<size_t>(j >> 3)] |= static_cast<uint8_t>(1u << (j & 7));
-    for (int32_t i = 0; i < leafCount; ++i)
+    for (int32_t i = 0; i < leafCount; ++i) {
+        const size_t start = pOut->Visibility.size();
         pOut->Visibility.insert(pOut->Visibility.end(), row.begin(), row.end());
+        pOut->Visibility[start + static_cast<size_t>(i >> 3)] &=
+            static_cast<uint8_t>(~(1u << (i & 7)));
+    }
     return counts;
 }
 

@@ -1,14 +1,18 @@
 #include "platform/gl_device.h"
 
+#include "platform/gl_fans.h"
 #include "platform/gl_functions.h"
 #include "platform/gl_state.h"
 #include "platform/null_backend.h"
 #include "platform/null_device.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <typeinfo>
 #include <vector>
 
 namespace {
@@ -17,13 +21,9 @@ constexpr uint32_t D3DCLEAR_STENCIL = 0x4;
 // The vertex formats the core draws (laid out in geometry/vertex.h).
 constexpr uint32_t SCREEN_FVF = 0x244; // x y z rhw, diffuse, two pairs
 constexpr uint32_t WORLD_FVF = 0x2E2;  // x y z, reserved, diffuse, specular, two pairs
-
-// One vertex as OpenGL reads it: the texture pairs already chosen per unit.
-struct CGLVertex {
-    float x, y, z;
-    uint8_t rgba[4];
-    float uv[GL_DEVICE_UNITS][2];
-};
+constexpr uint32_t D3DCMP_LESS = 2;
+// A unit's key when it reads no texture: any binding will do.
+constexpr uintptr_t ANY_TEXTURE = ~uintptr_t{0};
 
 GLenum PrimitiveMode(uint32_t nType)
 {
@@ -38,52 +38,44 @@ GLenum PrimitiveMode(uint32_t nType)
     }
 }
 
-// Where the parts of a vertex record lie, in bytes; -1 where absent.
-struct CVertexLayout {
-    int nDiffuse;
-    int nPairs;
+// Points OpenGL's arrays at CGLVertex records from pBase on (an offset when
+// a vertex buffer is bound).
+void PointArrays(const uint8_t* pBase)
+{
+    const GLsizei nStride = sizeof(CGLVertex);
+    glEnableClientState(GL_VERTEX_ARRAY);
+    glVertexPointer(3, GL_FLOAT, nStride, pBase + offsetof(CGLVertex, x));
+    glEnableClientState(GL_COLOR_ARRAY);
+    glColorPointer(4, GL_UNSIGNED_BYTE, nStride, pBase + offsetof(CGLVertex, rgba));
+    for (uint32_t nUnit = 0; nUnit < GL_DEVICE_UNITS; ++nUnit) {
+        GLFn().ClientActiveTexture(GL_TEXTURE0 + nUnit);
+        glEnableClientState(GL_TEXTURE_COORD_ARRAY);
+        glTexCoordPointer(2, GL_FLOAT, nStride,
+                          pBase + offsetof(CGLVertex, uv) + nUnit * sizeof(float[2]));
+    }
+}
+
+// A world fan waiting to be drawn: its index range and the group of fans
+// whose units read the same textures.
+struct CQueuedFan {
+    uint32_t nFirst;
+    uint32_t nIndices;
+    uint32_t nGroup;
 };
 
-CVertexLayout LayoutOf(uint32_t nFvf)
-{
-    switch (nFvf) {
-    case SCREEN_FVF: return {16, 20};
-    case WORLD_FVF: return {16, 24};
-    default: return {-1, 24}; // normal vertex: no diffuse, lit white
-    }
-}
-
-void ConvertVertices(const uint8_t* pSource, uint32_t nCount, uint32_t nFvf,
-                     const CGLDeviceState& state, std::vector<CGLVertex>* pOut)
-{
-    uint32_t nSize = VertexSize(nFvf);
-    CVertexLayout layout = LayoutOf(nFvf);
-    pOut->resize(nCount);
-    for (uint32_t i = 0; i < nCount; ++i, pSource += nSize) {
-        CGLVertex& v = (*pOut)[i];
-        std::memcpy(&v.x, pSource, 3 * sizeof(float));
-        uint32_t nArgb = 0xFFFFFFFFu;
-        if (layout.nDiffuse >= 0)
-            std::memcpy(&nArgb, pSource + layout.nDiffuse, 4);
-        v.rgba[0] = static_cast<uint8_t>(nArgb >> 16);
-        v.rgba[1] = static_cast<uint8_t>(nArgb >> 8);
-        v.rgba[2] = static_cast<uint8_t>(nArgb);
-        v.rgba[3] = static_cast<uint8_t>(nArgb >> 24);
-        for (uint32_t nUnit = 0; nUnit < GL_DEVICE_UNITS; ++nUnit) {
-            uint32_t nPair = state.Stages[nUnit].nTexCoordIndex & 0xFFFF;
-            if (nPair > 1)
-                nPair = 0;
-            std::memcpy(v.uv[nUnit], pSource + layout.nPairs + nPair * 8, 8);
-        }
-    }
-}
-
-class CGLDevice : public IDirect3DDevice7 {
+// The device gathers world fans drawn under one state and hands them to
+// OpenGL when anything else comes (IGLPendingDraws): one draw call for each
+// set of textures they read. Where the picture cannot depend on the order of
+// drawing (opaque, depth-tested, depth-written triangles: each pixel shows
+// the nearest fragment), the fans of one set are drawn together; elsewhere
+// only consecutive fans are.
+class CGLDevice : public IDirect3DDevice7, private IGLPendingDraws {
 public:
     CGLDevice(CGLSharedPtr pShared, const D3DDEVICEDESC7& caps, CGLBackSurface* pTarget)
         : pShared(std::move(pShared)), Caps(caps), pTarget(pTarget)
     {
         State.Viewport = {0, 0, pTarget->GetWidth(), pTarget->GetHeight(), 0.0f, 1.0f};
+        this->pShared->pPending = this;
     }
 
     uint32_t AddRef() override { return ++nRefs; }
@@ -119,28 +111,38 @@ public:
     {
         if (!TargetAlive())
             return DDERR_SURFACELOST;
+        FlushPending();
+        Fans.BeginScene();
         pTarget->BindTarget();
         return S_OK;
     }
 
-    HRESULT EndScene() override { return TargetAlive() ? S_OK : DDERR_SURFACELOST; }
+    HRESULT EndScene() override
+    {
+        if (!TargetAlive())
+            return DDERR_SURFACELOST;
+        FlushPending();
+        return S_OK;
+    }
 
     HRESULT SetRenderState(uint32_t nState, uint32_t nValue) override
     {
+        uint32_t* pField = nullptr;
+        uint32_t nDirty = GL_DIRTY_RENDER;
         switch (nState) {
-        case D3DRENDERSTATE_FILLMODE: State.nFillMode = nValue; break;
-        case D3DRENDERSTATE_CULLMODE: State.nCullMode = nValue; break;
-        case D3DRENDERSTATE_ZFUNC: State.nZFunc = nValue; break;
-        case D3DRS_ZENABLE: State.nZEnable = nValue; break;
-        case D3DRS_ZWRITEENABLE: State.nZWrite = nValue; break;
-        case D3DRENDERSTATE_COLORKEYENABLE: State.nColorKey = nValue; break;
+        case D3DRENDERSTATE_FILLMODE: pField = &State.nFillMode; break;
+        case D3DRENDERSTATE_CULLMODE: pField = &State.nCullMode; break;
+        case D3DRENDERSTATE_ZFUNC: pField = &State.nZFunc; break;
+        case D3DRS_ZENABLE: pField = &State.nZEnable; break;
+        case D3DRS_ZWRITEENABLE: pField = &State.nZWrite; break;
+        case D3DRENDERSTATE_COLORKEYENABLE: pField = &State.nColorKey; break;
         case D3DRENDERSTATE_TEXTUREFACTOR:
-            State.nTextureFactor = nValue;
-            Cache.MarkDirty(GL_DIRTY_STAGES);
-            return S_OK;
+            pField = &State.nTextureFactor;
+            nDirty = GL_DIRTY_STAGES;
+            break;
         default: return S_OK; // lighting stays off: vertex colours are used
         }
-        Cache.MarkDirty(GL_DIRTY_RENDER);
+        SetState(pField, nValue, nDirty);
         return S_OK;
     }
 
@@ -149,19 +151,22 @@ public:
         if (nStage >= GL_DEVICE_STAGES)
             return DDERR_INVALIDPARAMS;
         CGLStage& stage = State.Stages[nStage];
+        uint32_t* pField = nullptr;
+        uint32_t nDirty = GL_DIRTY_SAMPLERS;
         switch (nState) {
-        case D3DTSS_COLOROP: stage.nColorOp = nValue; break;
-        case D3DTSS_COLORARG1: stage.nArg1 = nValue; break;
-        case D3DTSS_COLORARG2: stage.nArg2 = nValue; break;
+        case D3DTSS_COLOROP: pField = &stage.nColorOp; nDirty = GL_DIRTY_STAGES; break;
+        case D3DTSS_COLORARG1: pField = &stage.nArg1; nDirty = GL_DIRTY_STAGES; break;
+        case D3DTSS_COLORARG2: pField = &stage.nArg2; nDirty = GL_DIRTY_STAGES; break;
+        // Chosen per draw as its vertices are converted.
         case D3DTSS_TEXCOORDINDEX: stage.nTexCoordIndex = nValue; return S_OK;
-        case D3DTSS_ADDRESS: stage.nAddress = nValue; return S_OK;
-        case D3DTSS_MAGFILTER: stage.nMagFilter = nValue; return S_OK;
-        case D3DTSS_MINFILTER: stage.nMinFilter = nValue; return S_OK;
-        case D3DTSS_MIPFILTER: stage.nMipFilter = nValue; return S_OK;
-        case D3DTSS_MAXANISOTROPY: stage.nMaxAnisotropy = nValue; return S_OK;
+        case D3DTSS_ADDRESS: pField = &stage.nAddress; break;
+        case D3DTSS_MAGFILTER: pField = &stage.nMagFilter; break;
+        case D3DTSS_MINFILTER: pField = &stage.nMinFilter; break;
+        case D3DTSS_MIPFILTER: pField = &stage.nMipFilter; break;
+        case D3DTSS_MAXANISOTROPY: pField = &stage.nMaxAnisotropy; break;
         default: return S_OK;
         }
-        Cache.MarkDirty(GL_DIRTY_STAGES);
+        SetState(pField, nValue, nDirty);
         return S_OK;
     }
 
@@ -169,12 +174,14 @@ public:
     {
         if (nStage >= GL_DEVICE_STAGES)
             return DDERR_INVALIDPARAMS;
-        auto* pTexture = dynamic_cast<CGLTextureSurface*>(pSurface);
-        if (pSurface && !pTexture)
-            return DDERR_INVALIDPARAMS;
         CGLTextureSurface*& pBound = State.Stages[nStage].pTexture;
-        if (pTexture == pBound)
+        if (pSurface == pBound)
             return S_OK;
+        // Only the display's textures: an exact type test, cheaper than a
+        // cast through the hierarchy for a call made per face.
+        if (pSurface && typeid(*pSurface) != typeid(CGLTextureSurface))
+            return DDERR_INVALIDPARAMS;
+        auto* pTexture = static_cast<CGLTextureSurface*>(pSurface);
         if (pTexture)
             pTexture->AddRef();
         if (pBound)
@@ -222,13 +229,18 @@ public:
     {
         if (!pMatrix)
             return DDERR_INVALIDPARAMS;
+        D3DMATRIX* pField = nullptr;
         switch (nType) {
-        case D3DTRANSFORMSTATE_WORLD: State.World = *pMatrix; break;
-        case D3DTRANSFORMSTATE_VIEW: State.View = *pMatrix; break;
-        case D3DTRANSFORMSTATE_PROJECTION: State.Projection = *pMatrix; break;
+        case D3DTRANSFORMSTATE_WORLD: pField = &State.World; break;
+        case D3DTRANSFORMSTATE_VIEW: pField = &State.View; break;
+        case D3DTRANSFORMSTATE_PROJECTION: pField = &State.Projection; break;
         default: return DDERR_INVALIDPARAMS;
         }
-        Cache.MarkDirty(GL_DIRTY_MATRICES);
+        if (std::memcmp(pField, pMatrix, sizeof(D3DMATRIX)) != 0) {
+            FlushPending();
+            *pField = *pMatrix;
+            Cache.MarkDirty(GL_DIRTY_MATRICES);
+        }
         return S_OK;
     }
 
@@ -240,6 +252,7 @@ public:
             pViewport->dwX + pViewport->dwWidth > pTarget->GetWidth() ||
             pViewport->dwY + pViewport->dwHeight > pTarget->GetHeight())
             return DDERR_INVALIDPARAMS;
+        FlushPending();
         State.Viewport = *pViewport;
         Cache.MarkDirty(GL_DIRTY_VIEWPORT | GL_DIRTY_MATRICES);
         return S_OK;
@@ -258,8 +271,12 @@ public:
     }
 
 private:
+    using CUnitKeys = std::array<uintptr_t, GL_DEVICE_UNITS>;
+
     ~CGLDevice() override
     {
+        if (pShared->pPending == this)
+            pShared->pPending = nullptr;
         for (CGLStage& stage : State.Stages)
             if (stage.pTexture)
                 stage.pTexture->Release();
@@ -268,6 +285,29 @@ private:
     // The target belongs to its flip chain, which may go first.
     bool TargetAlive() const { return pShared->pBack == pTarget && HasGLContext(); }
     void ClearRect(const RECT& rect, GLbitfield nBits);
+    // Changes a state value; what was gathered under the old one is drawn
+    // first.
+    void SetState(uint32_t* pField, uint32_t nValue, uint32_t nDirty)
+    {
+        if (*pField == nValue)
+            return;
+        FlushPending();
+        *pField = nValue;
+        Cache.MarkDirty(nDirty);
+    }
+    void FlushPending() override;
+    // True when the gathered fans may be drawn in any order.
+    bool OrderFree() const;
+    // Draws nFans queued fans of one group, in the order given, as one call.
+    void DrawGroup(uint32_t nGroup, const uint32_t* pOrder, size_t nFans);
+    uint32_t GroupOf(const CUnitKeys& keys, const CGLUnitTexture* pUnits);
+    void DrawWorldFan(const void* pVertices, uint32_t nCount);
+    void DrawDirect(GLenum nMode, uint32_t nFvf, const void* pVertices, uint32_t nCount);
+    // Per unit: the pair its coordinates come from and, for a fan whose
+    // texture shares the atlas, the cell they address.
+    CGLVertexSource SourceFor(const CGLFan* pFan, CGLUnitTexture* pUnits) const;
+    // What each unit must have bound for a draw with these textures.
+    CUnitKeys KeysOf(const CGLUnitTexture* pUnits) const;
 
     uint32_t nRefs = 1;
     CGLSharedPtr pShared;
@@ -278,6 +318,17 @@ private:
     D3DMATERIAL7 Material = {};
     std::map<uint32_t, D3DLIGHT7> Lights;
     std::vector<CGLVertex> Scratch;
+    CGLFanCache Fans;
+    // The gathered fans, the texture sets they read, and what a flush
+    // sorts and hands to OpenGL; kept from flush to flush.
+    std::vector<CQueuedFan> Queue;
+    std::vector<CUnitKeys> GroupKeys;
+    std::vector<std::array<CGLUnitTexture, GL_DEVICE_UNITS>> GroupUnits;
+    std::vector<uint32_t> Order;
+    std::vector<uint32_t> GroupStart;
+    std::vector<GLsizei> Counts;
+    std::vector<const void*> Offsets;
+    bool bFlushing = false;
 };
 
 void CGLDevice::ClearRect(const RECT& rect, GLbitfield nBits)
@@ -299,6 +350,7 @@ HRESULT CGLDevice::Clear(uint32_t nRects, const RECT* pRects, uint32_t nFlags, u
 {
     if (!TargetAlive())
         return DDERR_SURFACELOST;
+    FlushPending();
     pTarget->BindTarget();
     GLbitfield nBits = 0;
     if (nFlags & D3DCLEAR_TARGET) {
@@ -346,23 +398,167 @@ HRESULT CGLDevice::DrawPrimitive(uint32_t nType, uint32_t nFvf, void* pVertices,
         return DDERR_SURFACELOST;
     if (nCount == 0)
         return S_OK;
-    bool bScreen = nFvf == SCREEN_FVF;
-    Cache.PrepareDraw(State, bScreen, *pTarget, *pShared);
-    ConvertVertices(static_cast<const uint8_t*>(pVertices), nCount, nFvf, State, &Scratch);
-    const GLsizei nStride = sizeof(CGLVertex);
-    glEnableClientState(GL_VERTEX_ARRAY);
-    glVertexPointer(3, GL_FLOAT, nStride, &Scratch[0].x);
-    glEnableClientState(GL_COLOR_ARRAY);
-    glColorPointer(4, GL_UNSIGNED_BYTE, nStride, Scratch[0].rgba);
-    for (uint32_t nUnit = 0; nUnit < GL_DEVICE_UNITS; ++nUnit) {
-        GLFn().ClientActiveTexture(GL_TEXTURE0 + nUnit);
-        glEnableClientState(GL_TEXTURE_COORD_ARRAY);
-        glTexCoordPointer(2, GL_FLOAT, nStride, Scratch[0].uv[nUnit]);
+    if (nFvf == WORLD_FVF && nMode == GL_TRIANGLE_FAN) {
+        // A fan of fewer than three corners covers nothing.
+        if (nCount >= 3)
+            DrawWorldFan(pVertices, nCount);
+        return S_OK;
     }
+    DrawDirect(nMode, nFvf, pVertices, nCount);
+    return S_OK;
+}
+
+CGLVertexSource CGLDevice::SourceFor(const CGLFan* pFan, CGLUnitTexture* pUnits) const
+{
+    CGLVertexSource source;
+    for (uint32_t nUnit = 0; nUnit < GL_DEVICE_UNITS; ++nUnit) {
+        const CGLStage& stage = State.Stages[nUnit];
+        CGLUnitSource& unit = source.Units[nUnit];
+        unit.nPair = stage.nTexCoordIndex & 0xFFFF;
+        if (unit.nPair > 1)
+            unit.nPair = 0;
+        pUnits[nUnit] = {stage.pTexture, -1};
+        // The atlas stands in for a clamped texture as long as the
+        // coordinates stay within its block.
+        int32_t nCell = stage.pTexture ? stage.pTexture->GetAtlasCell() : -1;
+        if (pFan && nCell >= 0 && stage.nAddress == D3DTADDRESS_CLAMP &&
+            (pFan->nPairsInBlock >> unit.nPair & 1))
+            unit.nCell = pUnits[nUnit].nCell = nCell;
+    }
+    return source;
+}
+
+CGLDevice::CUnitKeys CGLDevice::KeysOf(const CGLUnitTexture* pUnits) const
+{
+    CUnitKeys keys;
+    bool bOn = true;
+    for (uint32_t nUnit = 0; nUnit < GL_DEVICE_UNITS; ++nUnit) {
+        const CGLStage& stage = State.Stages[nUnit];
+        bOn = bOn && stage.nColorOp != D3DTOP_DISABLE;
+        const CGLUnitTexture& unit = pUnits[nUnit];
+        if (!bOn || !StageSamplesTexture(stage))
+            keys[nUnit] = ANY_TEXTURE;
+        else if (unit.nCell >= 0) // pages are told apart by number; pointers are even
+            keys[nUnit] = (static_cast<uintptr_t>(unit.nCell) / GL_ATLAS_PAGE_CELLS) << 1 | 1;
+        else
+            keys[nUnit] = reinterpret_cast<uintptr_t>(unit.pTexture);
+    }
+    return keys;
+}
+
+uint32_t CGLDevice::GroupOf(const CUnitKeys& keys, const CGLUnitTexture* pUnits)
+{
+    // Consecutive fans mostly share their set; the sets of a frame are few.
+    if (!Queue.empty() && GroupKeys[Queue.back().nGroup] == keys)
+        return Queue.back().nGroup;
+    for (uint32_t i = 0; i < GroupKeys.size(); ++i)
+        if (GroupKeys[i] == keys)
+            return i;
+    GroupKeys.push_back(keys);
+    GroupUnits.push_back({pUnits[0], pUnits[1]});
+    return static_cast<uint32_t>(GroupKeys.size() - 1);
+}
+
+void CGLDevice::DrawWorldFan(const void* pVertices, uint32_t nCount)
+{
+    CGLFan& fan = Fans.Find(pVertices, nCount);
+    CGLUnitTexture units[GL_DEVICE_UNITS];
+    Fans.Convert(fan, SourceFor(&fan, units));
+    Queue.push_back({fan.nFirstIndex, fan.nIndices, GroupOf(KeysOf(units), units)});
+    if (!pShared->bBatch)
+        FlushPending();
+}
+
+bool CGLDevice::OrderFree() const
+{
+    return State.nFillMode == D3DFILL_SOLID && pTarget->HasDepth() && State.nZEnable &&
+           State.nZWrite && (State.nZFunc == D3DCMP_LESS || State.nZFunc == D3DCMP_LESSEQUAL) &&
+           !State.nColorKey;
+}
+
+void CGLDevice::DrawGroup(uint32_t nGroup, const uint32_t* pOrder, size_t nFans)
+{
+    Cache.PrepareDraw(State, GroupUnits[nGroup].data(), false, *pTarget, *pShared);
+    Counts.clear();
+    Offsets.clear();
+    for (size_t i = 0; i < nFans; ++i) {
+        const CQueuedFan& fan = Queue[pOrder[i]];
+        const size_t nOffset = size_t{fan.nFirst} * sizeof(uint32_t);
+        // A range that continues the last one joins it.
+        if (!Counts.empty() && reinterpret_cast<size_t>(Offsets.back()) +
+                                       static_cast<size_t>(Counts.back()) * sizeof(uint32_t) ==
+                                   nOffset) {
+            Counts.back() += static_cast<GLsizei>(fan.nIndices);
+            continue;
+        }
+        Counts.push_back(static_cast<GLsizei>(fan.nIndices));
+        Offsets.push_back(reinterpret_cast<const void*>(nOffset));
+    }
+    if (Counts.size() == 1)
+        glDrawElements(GL_TRIANGLES, Counts[0], GL_UNSIGNED_INT, Offsets[0]);
+    else
+        GLFn().MultiDrawElements(GL_TRIANGLES, Counts.data(), GL_UNSIGNED_INT, Offsets.data(),
+                                 static_cast<GLsizei>(Counts.size()));
+    ++GetGLDeviceCounters().nDrawCalls;
+}
+
+void CGLDevice::FlushPending()
+{
+    if (Queue.empty() || bFlushing)
+        return;
+    bFlushing = true;
+    if (TargetAlive()) {
+        pTarget->BindTarget();
+        Fans.BindAndUpload();
+        PointArrays(nullptr);
+        const size_t nGroups = GroupKeys.size();
+        Order.resize(Queue.size());
+        if (OrderFree()) {
+            // A stable counting sort by group.
+            GroupStart.assign(nGroups + 1, 0);
+            for (const CQueuedFan& fan : Queue)
+                ++GroupStart[fan.nGroup + 1];
+            for (size_t g = 0; g < nGroups; ++g)
+                GroupStart[g + 1] += GroupStart[g];
+            for (uint32_t i = 0; i < Queue.size(); ++i)
+                Order[GroupStart[Queue[i].nGroup]++] = i;
+            size_t nFirst = 0;
+            for (size_t g = 0; g < nGroups; ++g) {
+                DrawGroup(static_cast<uint32_t>(g), &Order[nFirst], GroupStart[g] - nFirst);
+                nFirst = GroupStart[g];
+            }
+        } else {
+            for (uint32_t i = 0; i < Queue.size(); ++i)
+                Order[i] = i;
+            for (size_t nFirst = 0; nFirst < Queue.size();) {
+                size_t nEnd = nFirst + 1;
+                while (nEnd < Queue.size() && Queue[nEnd].nGroup == Queue[nFirst].nGroup)
+                    ++nEnd;
+                DrawGroup(Queue[nFirst].nGroup, &Order[nFirst], nEnd - nFirst);
+                nFirst = nEnd;
+            }
+        }
+        pTarget->MarkGpuWritten();
+    }
+    Queue.clear();
+    GroupKeys.clear();
+    GroupUnits.clear();
+    bFlushing = false;
+}
+
+void CGLDevice::DrawDirect(GLenum nMode, uint32_t nFvf, const void* pVertices, uint32_t nCount)
+{
+    FlushPending();
+    CGLUnitTexture units[GL_DEVICE_UNITS];
+    CGLVertexSource source = SourceFor(nullptr, units);
+    Cache.PrepareDraw(State, units, nFvf == SCREEN_FVF, *pTarget, *pShared);
+    Scratch.resize(std::max<size_t>(Scratch.size(), nCount));
+    ConvertVertices(static_cast<const uint8_t*>(pVertices), nCount, nFvf, source, Scratch.data());
+    GLFn().BindBuffer(GL_ARRAY_BUFFER, 0);
+    PointArrays(reinterpret_cast<const uint8_t*>(Scratch.data()));
     glDrawArrays(nMode, 0, static_cast<GLsizei>(nCount));
     ++GetGLDeviceCounters().nDrawCalls;
     pTarget->MarkGpuWritten();
-    return S_OK;
 }
 
 // ---- The Direct3D object --------------------------------------------------

@@ -10,6 +10,7 @@
 #include <SDL.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,13 @@ public:
     explicit CGLDirectDraw(SDL_Window* pWindow) : pShared(std::make_shared<CGLShared>())
     {
         pShared->pWindow = pWindow;
+        // VORLANE_GL_PLAIN draws as the calls come, each texture on its own:
+        // the reference that the batched pictures are held against.
+        bool bPlain = std::getenv("VORLANE_GL_PLAIN") != nullptr;
+        GLint nMaxSize = 0;
+        glGetIntegerv(GL_MAX_TEXTURE_SIZE, &nMaxSize);
+        pShared->bBatch = !bPlain;
+        pShared->bAtlas = !bPlain && nMaxSize >= static_cast<GLint>(GL_ATLAS_PAGE);
     }
 
     uint32_t AddRef() override { return ++nRefs; }
@@ -169,6 +177,7 @@ void RequestShot(const std::string& path) { g_ShotPath = path; }
 
 void PresentBackSurface(CGLShared& shared)
 {
+    shared.FlushPending();
     CGLBackSurface& back = *shared.pBack;
     back.UploadIfCpuNewer();
     if (!g_ShotPath.empty())

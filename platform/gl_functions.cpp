@@ -53,7 +53,13 @@ bool LoadGLFunctions()
                Load(f.GenRenderbuffers, "glGenRenderbuffers", "glGenRenderbuffersEXT") &&
                Load(f.DeleteRenderbuffers, "glDeleteRenderbuffers", "glDeleteRenderbuffersEXT") &&
                Load(f.BindRenderbuffer, "glBindRenderbuffer", "glBindRenderbufferEXT") &&
-               Load(f.RenderbufferStorage, "glRenderbufferStorage", "glRenderbufferStorageEXT");
+               Load(f.RenderbufferStorage, "glRenderbufferStorage", "glRenderbufferStorageEXT") &&
+               Load(f.GenBuffers, "glGenBuffers", "glGenBuffersARB") &&
+               Load(f.DeleteBuffers, "glDeleteBuffers", "glDeleteBuffersARB") &&
+               Load(f.BindBuffer, "glBindBuffer", "glBindBufferARB") &&
+               Load(f.BufferData, "glBufferData", "glBufferDataARB") &&
+               Load(f.BufferSubData, "glBufferSubData", "glBufferSubDataARB") &&
+               Load(f.MultiDrawElements, "glMultiDrawElements", "glMultiDrawElementsEXT");
     const char* pszRenderer = reinterpret_cast<const char*>(glGetString(GL_RENDERER));
     f.Renderer = pszRenderer ? pszRenderer : "";
     // The software device filters linearly where anisotropy is asked for,

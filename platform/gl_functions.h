@@ -19,6 +19,12 @@ struct CGLFunctions {
     PFNGLDELETERENDERBUFFERSPROC DeleteRenderbuffers = nullptr;
     PFNGLBINDRENDERBUFFERPROC BindRenderbuffer = nullptr;
     PFNGLRENDERBUFFERSTORAGEPROC RenderbufferStorage = nullptr;
+    PFNGLGENBUFFERSPROC GenBuffers = nullptr;
+    PFNGLDELETEBUFFERSPROC DeleteBuffers = nullptr;
+    PFNGLBINDBUFFERPROC BindBuffer = nullptr;
+    PFNGLBUFFERDATAPROC BufferData = nullptr;
+    PFNGLBUFFERSUBDATAPROC BufferSubData = nullptr;
+    PFNGLMULTIDRAWELEMENTSPROC MultiDrawElements = nullptr;
     bool bAnisotropy = false;   // GL_EXT_texture_filter_anisotropic, on hardware
     float fMaxAnisotropy = 1.0f;
     std::string Renderer;       // GL_RENDERER

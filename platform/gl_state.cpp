@@ -53,6 +53,17 @@ CGLTextureSurface::CSampler SamplerFor(const CGLStage& stage, uint32_t nLevels)
 
 } // namespace
 
+bool StageSamplesTexture(const CGLStage& stage)
+{
+    auto isTexture = [](uint32_t nArg) { return (nArg & D3DTA_SELECTMASK) == D3DTA_TEXTURE; };
+    switch (stage.nColorOp) {
+    case D3DTOP_DISABLE: return false;
+    case D3DTOP_SELECTARG1: return isTexture(stage.nArg1);
+    case D3DTOP_SELECTARG2: return isTexture(stage.nArg2);
+    default: return isTexture(stage.nArg1) || isTexture(stage.nArg2);
+    }
+}
+
 CGLDeviceState::CGLDeviceState()
     : World(IdentityMatrix()), View(IdentityMatrix()), Projection(IdentityMatrix()),
       Viewport{0, 0, 0, 0, 0.0f, 1.0f}
@@ -151,11 +162,13 @@ GLuint CGLStateCache::WhiteTexture()
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, 0);
     glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, 1, 1, 0, GL_RGBA, GL_UNSIGNED_BYTE, white);
+    if (nActiveUnit < GL_DEVICE_UNITS)
+        bBoundKnown[nActiveUnit] = false;
     return nWhite;
 }
 
-void CGLStateCache::PrepareDraw(const CGLDeviceState& state, bool bScreen,
-                                CGLBackSurface& target, const CGLShared& shared)
+void CGLStateCache::PrepareDraw(const CGLDeviceState& state, const CGLUnitTexture* pUnits,
+                                bool bScreen, CGLBackSurface& target, CGLShared& shared)
 {
     // Binding may upload the back surface, which moves the generation on.
     target.BindTarget();
@@ -167,7 +180,7 @@ void CGLStateCache::PrepareDraw(const CGLDeviceState& state, bool bScreen,
         ApplyRender(state, target);
     if (nDirty & GL_DIRTY_STAGES)
         ApplyStages(state);
-    ApplyTextures(state);
+    ApplyTextures(state, pUnits, shared.Atlas);
     if ((nDirty & (GL_DIRTY_VIEWPORT | GL_DIRTY_MATRICES)) || nLastScreen != (bScreen ? 1 : 0))
         ApplyViewportAndMatrices(state, bScreen);
     nDirty = 0;
@@ -243,29 +256,61 @@ void CGLStateCache::ApplyStages(const CGLDeviceState& state)
     }
 }
 
-void CGLStateCache::ApplyTextures(const CGLDeviceState& state)
+void CGLStateCache::BindName(uint32_t nUnit, GLuint nName)
 {
+    if (bBoundKnown[nUnit] && nBound[nUnit] == nName)
+        return;
+    SelectUnit(nUnit);
+    glBindTexture(GL_TEXTURE_2D, nName);
+    nBound[nUnit] = nName;
+    bBoundKnown[nUnit] = true;
+    ++GetGLDeviceCounters().nTextureBinds;
+}
+
+void CGLStateCache::ApplyTextures(const CGLDeviceState& state, const CGLUnitTexture* pUnits,
+                                  CGLAtlas& atlas)
+{
+    if (atlas.HasChanges()) {
+        SelectUnit(0);
+        atlas.UploadChanged();
+        bBoundKnown[0] = false;
+    }
     for (uint32_t nUnit = 0; nUnit < GL_DEVICE_UNITS; ++nUnit) {
         if (!bUnitEnabled[nUnit])
             continue;
         const CGLStage& stage = state.Stages[nUnit];
-        CGLTextureSurface* pTexture = stage.pTexture;
-        GLuint nName = pTexture ? pTexture->GetName() : nWhite;
-        bool bStale = pTexture ? pTexture->NeedsUpload() : nWhite == 0;
-        if (bStale || !bBoundKnown[nUnit] || nBound[nUnit] != nName) {
-            SelectUnit(nUnit);
-            if (pTexture) {
-                nName = pTexture->BindAndUpload();
-            } else {
-                nName = WhiteTexture();
-                glBindTexture(GL_TEXTURE_2D, nName);
+        // A unit that does not read its texture keeps what it has, as long
+        // as that is a complete texture.
+        if (!StageSamplesTexture(stage)) {
+            if (!bBoundKnown[nUnit])
+                BindName(nUnit, WhiteTexture());
+            continue;
+        }
+        const CGLUnitTexture& unit = pUnits[nUnit];
+        if (unit.nCell >= 0) {
+            CGLAtlasPage& page = atlas.PageOf(unit.nCell);
+            BindName(nUnit, page.nName);
+            CGLTextureSurface::CSampler sampler = SamplerFor(stage, 1);
+            if (page.nMin != sampler.nMin || page.nMag != sampler.nMag) {
+                SelectUnit(nUnit);
+                glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, sampler.nMin);
+                glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, sampler.nMag);
+                page.nMin = sampler.nMin;
+                page.nMag = sampler.nMag;
             }
-            nBound[nUnit] = nName;
+            continue;
+        }
+        CGLTextureSurface* pTexture = unit.pTexture;
+        if (!pTexture) {
+            BindName(nUnit, WhiteTexture());
+            continue;
+        }
+        if (pTexture->NeedsUpload() || !bBoundKnown[nUnit] || nBound[nUnit] != pTexture->GetName()) {
+            SelectUnit(nUnit);
+            nBound[nUnit] = pTexture->BindAndUpload();
             bBoundKnown[nUnit] = true;
             ++GetGLDeviceCounters().nTextureBinds;
         }
-        if (!pTexture)
-            continue;
         CGLTextureSurface::CSampler sampler = SamplerFor(stage, pTexture->CountLevels());
         if (!pTexture->HasSampler(sampler)) {
             SelectUnit(nUnit);

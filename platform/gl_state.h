@@ -55,16 +55,33 @@ constexpr uint32_t GL_DIRTY_RENDER = 0x1;   // fill, cull, depth, alpha test
 constexpr uint32_t GL_DIRTY_STAGES = 0x2;   // combiners and texture factor
 constexpr uint32_t GL_DIRTY_VIEWPORT = 0x4;
 constexpr uint32_t GL_DIRTY_MATRICES = 0x8;
-constexpr uint32_t GL_DIRTY_ALL = 0xF;
+constexpr uint32_t GL_DIRTY_SAMPLERS = 0x10; // filters and addressing
+constexpr uint32_t GL_DIRTY_ALL = 0x1F;
+
+// What a texture unit samples in a draw: a texture of its own, a cell of
+// the atlas (nCell >= 0), or, with neither, plain white.
+struct CGLUnitTexture {
+    CGLTextureSurface* pTexture = nullptr;
+    int32_t nCell = -1;
+};
+
+// True when the stage's colour operation reads its texture.
+bool StageSamplesTexture(const CGLStage& stage);
 
 class CGLStateCache {
 public:
     ~CGLStateCache();
     void MarkDirty(uint32_t nBits) { nDirty |= nBits; }
-    // Everything the draw needs: target bound, state applied, textures
-    // bound and uploaded. bScreen: pixel coordinates, else world ones.
-    void PrepareDraw(const CGLDeviceState& state, bool bScreen, CGLBackSurface& target,
-                     const CGLShared& shared);
+    // True when the next PrepareDraw has state to apply.
+    bool HasChanges(const CGLShared& shared) const
+    {
+        return nDirty != 0 || shared.nGeneration != nGeneration;
+    }
+    // Everything the draw needs: target bound, state applied, changed atlas
+    // cells uploaded, the units' textures bound and uploaded. bScreen: pixel
+    // coordinates, else world ones.
+    void PrepareDraw(const CGLDeviceState& state, const CGLUnitTexture* pUnits, bool bScreen,
+                     CGLBackSurface& target, CGLShared& shared);
     // Makes the unit the active one, skipping a redundant switch.
     void SelectUnit(uint32_t nUnit);
     // Forgets what OpenGL holds, so that the next draw applies everything.
@@ -73,7 +90,9 @@ public:
 private:
     void ApplyRender(const CGLDeviceState& state, const CGLBackSurface& target);
     void ApplyStages(const CGLDeviceState& state);
-    void ApplyTextures(const CGLDeviceState& state);
+    void ApplyTextures(const CGLDeviceState& state, const CGLUnitTexture* pUnits,
+                       CGLAtlas& atlas);
+    void BindName(uint32_t nUnit, GLuint nName);
     void ApplyViewportAndMatrices(const CGLDeviceState& state, bool bScreen);
     GLuint WhiteTexture();
 

@@ -16,6 +16,15 @@ void CGLShared::BindFramebuffer(GLuint nFramebuffer)
     nBoundFramebuffer = nFramebuffer;
 }
 
+CRgba8 TextureTexel(const CMemorySurface& surface, uint32_t x, uint32_t y)
+{
+    uint32_t nValue = surface.ReadPixel(x, y);
+    CRgba8 c = UnpackPixel(nValue, surface.GetFormat());
+    if (surface.HasColorKey() && nValue == surface.GetColorKey())
+        c.a = 0;
+    return c;
+}
+
 void SurfaceToRgba(const CMemorySurface& surface, std::vector<uint8_t>* pOut)
 {
     uint32_t nWidth = surface.GetWidth();
@@ -24,10 +33,7 @@ void SurfaceToRgba(const CMemorySurface& surface, std::vector<uint8_t>* pOut)
     uint8_t* p = pOut->data();
     for (uint32_t y = 0; y < nHeight; ++y) {
         for (uint32_t x = 0; x < nWidth; ++x, p += 4) {
-            uint32_t nValue = surface.ReadPixel(x, y);
-            CRgba8 c = UnpackPixel(nValue, surface.GetFormat());
-            if (surface.HasColorKey() && nValue == surface.GetColorKey())
-                c.a = 0;
+            CRgba8 c = TextureTexel(surface, x, y);
             p[0] = c.r;
             p[1] = c.g;
             p[2] = c.b;
@@ -64,6 +70,7 @@ CGLBackSurface::~CGLBackSurface()
 
 bool CGLBackSurface::CreateTargets()
 {
+    pShared->FlushPending();
     const CGLFunctions& gl = GLFn();
     GLsizei nW = static_cast<GLsizei>(GetWidth());
     GLsizei nH = static_cast<GLsizei>(GetHeight());
@@ -89,6 +96,7 @@ bool CGLBackSurface::CreateTargets()
 
 bool CGLBackSurface::CreateDepth(const DDPIXELFORMAT& format)
 {
+    pShared->FlushPending();
     const CGLFunctions& gl = GLFn();
     UploadIfCpuNewer();
     if (nDepth)
@@ -140,6 +148,7 @@ void CGLBackSurface::UploadIfCpuNewer()
 {
     if (!bCpuNewer)
         return;
+    pShared->FlushPending();
     bCpuNewer = false;
     GLsizei nW = static_cast<GLsizei>(GetWidth());
     GLsizei nH = static_cast<GLsizei>(GetHeight());
@@ -161,6 +170,7 @@ void CGLBackSurface::UploadIfCpuNewer()
 
 void CGLBackSurface::BeforeCpuAccess()
 {
+    pShared->FlushPending();
     if (!bGpuNewer)
         return;
     bGpuNewer = false;
@@ -199,6 +209,7 @@ void CGLBackSurface::FillRect(const RECT& rect, uint32_t nValue)
         return;
     }
     // A whole fill sets both sides at once: nothing to read back or upload.
+    pShared->FlushPending();
     CRgba8 c = UnpackPixel(nValue, GetFormat());
     pShared->BindFramebuffer(nFramebuffer);
     glDisable(GL_SCISSOR_TEST);
@@ -217,6 +228,7 @@ void CGLBackSurface::FillRect(const RECT& rect, uint32_t nValue)
 
 void CGLBackSurface::ReadPicture(std::vector<uint8_t>* pRgb)
 {
+    pShared->FlushPending();
     BindTarget();
     uint32_t nW = GetWidth();
     uint32_t nH = GetHeight();
@@ -255,16 +267,40 @@ CGLTextureSurface::CGLTextureSurface(CGLSharedPtr pShared, uint32_t nWidth, uint
                                      const DDPIXELFORMAT& format, uint32_t nCaps)
     : CMemorySurface(nWidth, nHeight, format, nCaps), pShared(std::move(pShared))
 {
+    if (this->pShared->bAtlas && nWidth == GL_ATLAS_BLOCK && nHeight == GL_ATLAS_BLOCK &&
+        !(nCaps & DDSCAPS_MIPMAP))
+        nCell = this->pShared->Atlas.Allocate(this);
 }
 
 CGLTextureSurface::~CGLTextureSurface()
 {
+    if (nCell >= 0)
+        pShared->Atlas.Free(nCell);
     if (nName && HasGLContext()) {
+        pShared->FlushPending();
         glDeleteTextures(1, &nName);
         // The name may come back for another texture: caches must not
         // take it for this one.
         ++pShared->nGeneration;
     }
+}
+
+int32_t CGLTextureSurface::GetAtlasCell() const
+{
+    return nCell >= 0 && !HasColorKey() && !GetNextLevel() ? nCell : -1;
+}
+
+void CGLTextureSurface::FillRect(const RECT& rect, uint32_t nValue)
+{
+    pShared->FlushPending(); // a whole fill skips BeforeCpuAccess
+    CMemorySurface::FillRect(rect, nValue);
+}
+
+void CGLTextureSurface::AfterCpuWrite()
+{
+    CMemorySurface::AfterCpuWrite();
+    if (nCell >= 0)
+        pShared->Atlas.MarkChanged(nCell);
 }
 
 bool CGLTextureSurface::NeedsUpload() const

@@ -13,6 +13,7 @@
 // Every other plain surface is a CPU surface with a texture name made when
 // it is first bound; its levels are uploaded again when their content
 // versions moved on.
+#include "platform/gl_atlas.h"
 #include "platform/memory_surface.h"
 
 #include <SDL_opengl.h>
@@ -23,6 +24,17 @@
 struct SDL_Window;
 class CGLBackSurface;
 class CGLPrimarySurface;
+
+// Draws a device has gathered and not yet handed to OpenGL. Whatever else
+// touches OpenGL state or the pictures flushes them first, so that the
+// order of drawing stays the order of the calls.
+class IGLPendingDraws {
+public:
+    virtual void FlushPending() = 0;
+
+protected:
+    ~IGLPendingDraws() = default;
+};
 
 // What the display, its surfaces and its device share.
 struct CGLShared {
@@ -36,8 +48,20 @@ struct CGLShared {
     uint64_t nGeneration = 1;
     // The framebuffer bound for drawing, so that binding it again is skipped.
     GLuint nBoundFramebuffer = 0;
+    IGLPendingDraws* pPending = nullptr; // the device's, while it lives
+    CGLAtlas Atlas;
+    // Lightmap-sized textures share atlas pages; world fans are gathered
+    // into batches. Both off: every texture stands alone and every fan is
+    // its own draw call, in the order of the calls.
+    bool bAtlas = true;
+    bool bBatch = true;
 
     void BindFramebuffer(GLuint nFramebuffer);
+    void FlushPending()
+    {
+        if (pPending)
+            pPending->FlushPending();
+    }
 };
 using CGLSharedPtr = std::shared_ptr<CGLShared>;
 
@@ -118,12 +142,20 @@ public:
     GLuint GetName() const { return nName; }
     // True when a level changed since it was uploaded, or nothing was.
     bool NeedsUpload() const;
+    // The atlas cell that holds the texels, or -1 when the texture is not
+    // of the atlas's kind (lightmap-sized, one level, no colour key).
+    int32_t GetAtlasCell() const;
 
 protected:
     ~CGLTextureSurface() override;
+    // Draws gathered with the texels as they stand go first.
+    void BeforeCpuAccess() override { pShared->FlushPending(); }
+    void FillRect(const RECT& rect, uint32_t nValue) override;
+    void AfterCpuWrite() override;
 
 private:
     CGLSharedPtr pShared;
+    int32_t nCell = -1;
     GLuint nName = 0;
     std::vector<uint64_t> Uploaded; // content version of each level as uploaded
     CSampler Sampler;
@@ -141,8 +173,10 @@ private:
     CGLSharedPtr pShared;
 };
 
-// Converts a surface to 8-bit RGBA rows for OpenGL; with a colour key,
-// pixels of the key value get alpha 0.
+// A texel of a surface in 8-bit channels; with a colour key, the key
+// value gets alpha 0.
+CRgba8 TextureTexel(const CMemorySurface& surface, uint32_t x, uint32_t y);
+// Converts a surface to 8-bit RGBA rows for OpenGL, texel by texel.
 void SurfaceToRgba(const CMemorySurface& surface, std::vector<uint8_t>* pOut);
 // Presents the back surface in the window: letterboxed, upright.
 void PresentBackSurface(CGLShared& shared);

@@ -3,15 +3,19 @@
 #include "platform/gdi.h"
 #include "platform/gl_context.h"
 #include "platform/gl_display.h"
+#include "platform/gl_state.h"
 #include "platform/gl_surfaces.h"
 #include "platform/null_backend.h"
 #include "platform/png_file.h"
 #include "platform/sdl_backend.h"
+#include "picture.h"
+#include "run_program.h"
 #include "scratch_dir.h"
 
 #include <SDL.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -188,6 +192,34 @@ protected:
         ASSERT_EQ(pDevice->DrawPrimitive(D3DPT_TRIANGLEFAN, 0x244, quad, 4, 0), S_OK);
     }
 
+    // A world quad in clip space from (x0, y0) to (x1, y1), both texture
+    // pairs running 0..1 from its top-left corner.
+    static std::array<CWorldVertex, 4> WorldQuad(float x0, float y0, float x1, float y1,
+                                                 float z = 0.5f)
+    {
+        return {{{x0, y1, z, 0, 0xFFFFFFFFu, 0, 0, 0, 0, 0},
+                 {x1, y1, z, 0, 0xFFFFFFFFu, 0, 1, 0, 1, 0},
+                 {x1, y0, z, 0, 0xFFFFFFFFu, 0, 1, 1, 1, 1},
+                 {x0, y0, z, 0, 0xFFFFFFFFu, 0, 0, 1, 0, 1}}};
+    }
+    void DrawWorld(std::array<CWorldVertex, 4>& quad)
+    {
+        ASSERT_EQ(pDevice->DrawPrimitive(D3DPT_TRIANGLEFAN, 0x2E2, quad.data(), 4, 0), S_OK);
+    }
+
+    // The walk-through's lightmapped set-up: texture times lightmap, the
+    // lightmap clamped and read through the second pair.
+    void UseLightmapped()
+    {
+        pDevice->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_TEXTURE);
+        pDevice->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+        pDevice->SetTextureStageState(1, D3DTSS_COLORARG2, D3DTA_CURRENT);
+        pDevice->SetTextureStageState(1, D3DTSS_COLORARG1, D3DTA_TEXTURE);
+        pDevice->SetTextureStageState(1, D3DTSS_COLOROP, D3DTOP_MODULATE);
+        pDevice->SetTextureStageState(1, D3DTSS_ADDRESS, D3DTADDRESS_CLAMP);
+        pDevice->SetTextureStageState(1, D3DTSS_TEXCOORDINDEX, 1);
+    }
+
     void UseTextureOnly(IDirectDrawSurface7* pTexture)
     {
         pDevice->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_TEXTURE);
@@ -321,13 +353,7 @@ TEST_F(GLDeviceTest, LightmapStageMultipliesTheTexture)
     OpenDevice();
     IDirectDrawSurface7* pTexture = MakeTexture(4, 4, 0, {0xFFC08040u});
     IDirectDrawSurface7* pLightmap = MakeTexture(4, 4, 0, {0xFF80FF40u});
-    pDevice->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_TEXTURE);
-    pDevice->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
-    pDevice->SetTextureStageState(1, D3DTSS_COLORARG2, D3DTA_CURRENT);
-    pDevice->SetTextureStageState(1, D3DTSS_COLORARG1, D3DTA_TEXTURE);
-    pDevice->SetTextureStageState(1, D3DTSS_COLOROP, D3DTOP_MODULATE);
-    pDevice->SetTextureStageState(1, D3DTSS_ADDRESS, D3DTADDRESS_CLAMP);
-    pDevice->SetTextureStageState(1, D3DTSS_TEXCOORDINDEX, 1);
+    UseLightmapped();
     pDevice->SetTexture(0, pTexture);
     pDevice->SetTexture(1, pLightmap);
     DrawQuad(0, 0, W, H);
@@ -541,4 +567,215 @@ TEST_F(GLDeviceTest, DeviceWithoutItsFlipChainReportsTheLoss)
     EXPECT_EQ(pDevice->SetViewport(&viewport), DDERR_SURFACELOST);
     CScreenVertex v[3] = {};
     EXPECT_EQ(pDevice->DrawPrimitive(D3DPT_TRIANGLEFAN, 0x244, v, 3, 0), DDERR_SURFACELOST);
+}
+
+// ---- Batches of world fans -------------------------------------------------
+
+struct CFrameCase {
+    const char* pszName;
+    uint32_t nDepth;
+    uint32_t nFill;
+    uint64_t nDraws;
+    uint64_t nBinds;
+};
+
+class GLFrameTest : public GLDeviceTest, public ::testing::WithParamInterface<CFrameCase> {};
+
+// Four faces in the four quarters, textures red, blue, red, blue at stage 0,
+// a lightmap of their own at stage 1. Opaque depth-tested faces may be drawn
+// in any order: one call per texture. Otherwise only neighbours join.
+TEST_P(GLFrameTest, DrawCallsAndBindsOfAFrame)
+{
+    const CFrameCase& c = GetParam();
+    OpenDevice(c.nDepth);
+    IDirectDrawSurface7* textures[2] = {MakeTexture(8, 8, 0, {0xFFFF0000u}),
+                                        MakeTexture(8, 8, 0, {0xFF0000FFu})};
+    UseLightmapped();
+    pDevice->SetRenderState(D3DRENDERSTATE_FILLMODE, c.nFill);
+    std::array<CWorldVertex, 4> quads[4] = {WorldQuad(-1, 0, 0, 1), WorldQuad(0, 0, 1, 1),
+                                            WorldQuad(-1, -1, 0, 0), WorldQuad(0, -1, 1, 0)};
+    IDirectDrawSurface7* lightmaps[4];
+    for (IDirectDrawSurface7*& p : lightmaps)
+        p = MakeTexture(16, 16, 0, {0xFFFFFFFFu});
+    Fill(pBack, 0);
+    const CGLDeviceCounters before = GetGLDeviceCounters();
+    ASSERT_EQ(pDevice->BeginScene(), S_OK);
+    pDevice->Clear(0, nullptr, D3DCLEAR_ZBUFFER, 0, 1.0f, 0);
+    for (int i = 0; i < 4; ++i) {
+        pDevice->SetTexture(0, textures[i % 2]);
+        pDevice->SetTexture(1, lightmaps[i]);
+        DrawWorld(quads[i]);
+    }
+    ASSERT_EQ(pDevice->EndScene(), S_OK);
+    EXPECT_EQ(GetGLDeviceCounters().nDrawCalls - before.nDrawCalls, c.nDraws);
+    EXPECT_EQ(GetGLDeviceCounters().nTextureBinds - before.nTextureBinds, c.nBinds);
+    if (c.nFill != D3DFILL_SOLID)
+        return;
+    std::vector<uint8_t> rgb = Picture();
+    EXPECT_TRUE(RgbNear(At(rgb, 16, 12), 255, 0, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 48, 12), 0, 0, 255));
+    EXPECT_TRUE(RgbNear(At(rgb, 16, 36), 255, 0, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 48, 36), 0, 0, 255));
+}
+
+// Binds: red and the atlas page, then blue; in call order red and blue twice.
+const CFrameCase FRAME_CASES[] = {
+    {"SolidWithDepth", 16, D3DFILL_SOLID, 2, 3},
+    {"Wireframe", 16, D3DFILL_WIREFRAME, 4, 5},
+    {"SolidWithoutDepth", 0, D3DFILL_SOLID, 4, 5},
+};
+INSTANTIATE_TEST_SUITE_P(Batches, GLFrameTest, ::testing::ValuesIn(FRAME_CASES),
+                         [](const auto& info) { return std::string(info.param.pszName); });
+
+struct CAtlasCase {
+    const char* pszName;
+    uint32_t nCell;
+    uint32_t nMagFilter;
+};
+
+class GLAtlasTest : public GLDeviceTest, public ::testing::WithParamInterface<CAtlasCase> {};
+
+// A green lightmap among red ones, at the page's corner or at the end of a
+// row, stretched over the whole picture: its edge pixels, filtered or not,
+// show its own texels only, as a clamped texture of its own would.
+TEST_P(GLAtlasTest, LightmapAtAnAtlasBorderReadsOnlyItsOwnTexels)
+{
+    const CAtlasCase& c = GetParam();
+    OpenDevice();
+    UseLightmapped();
+    pDevice->SetTextureStageState(1, D3DTSS_MAGFILTER, c.nMagFilter);
+    IDirectDrawSurface7* pLightmap = nullptr;
+    // Enough cells that the one below the green one is taken too.
+    for (uint32_t i = 0; i <= c.nCell + GL_ATLAS_ROW_CELLS; ++i) {
+        IDirectDrawSurface7* p = MakeTexture(16, 16, 0, {i == c.nCell ? 0xFF20C040u : 0xFFFF0000u});
+        if (i == c.nCell)
+            pLightmap = p;
+    }
+    ASSERT_EQ(static_cast<CGLTextureSurface*>(pLightmap)->GetAtlasCell(),
+              static_cast<int32_t>(c.nCell));
+    pDevice->SetTexture(1, pLightmap);
+    std::array<CWorldVertex, 4> quad = WorldQuad(-1, -1, 1, 1);
+    DrawWorld(quad);
+    std::vector<uint8_t> rgb = Picture();
+    for (uint32_t x : {0u, W / 2, W - 1})
+        for (uint32_t y : {0u, H / 2, H - 1})
+            EXPECT_TRUE(RgbNear(At(rgb, x, y), 0x20, 0xC0, 0x40)) << x << "," << y;
+}
+
+const CAtlasCase ATLAS_CASES[] = {
+    {"PageCornerNearest", 0, D3DTFG_POINT},
+    {"PageCornerLinear", 0, D3DTFG_LINEAR},
+    {"RowEndNearest", GL_ATLAS_ROW_CELLS - 1, D3DTFG_POINT},
+    {"RowEndLinear", GL_ATLAS_ROW_CELLS - 1, D3DTFG_LINEAR},
+};
+INSTANTIATE_TEST_SUITE_P(Cells, GLAtlasTest, ::testing::ValuesIn(ATLAS_CASES),
+                         [](const auto& info) { return std::string(info.param.pszName); });
+
+// What changes between two draws of one scene (the vertices at an address,
+// a texture's texels, a state) reaches only the draws after it.
+TEST_F(GLDeviceTest, GatheredFansKeepWhatHeldWhenTheyWereDrawn)
+{
+    OpenDevice(16);
+    IDirectDrawSurface7* pTexture = MakeTexture(8, 8, 0, {0xFFFF0000u});
+    UseTextureOnly(pTexture);
+    std::array<CWorldVertex, 4> quad = WorldQuad(-1, -1, 0, 1);
+    Fill(pBack, 0);
+    pDevice->BeginScene();
+    DrawWorld(quad);
+    pDevice->EndScene();
+    // The same array moved to the right half.
+    quad = WorldQuad(0, -1, 1, 1);
+    Fill(pBack, 0);
+    pDevice->BeginScene();
+    DrawWorld(quad);
+    pDevice->EndScene();
+    std::vector<uint8_t> rgb = Picture();
+    EXPECT_TRUE(RgbNear(At(rgb, 16, 24), 0, 0, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 48, 24), 255, 0, 0));
+
+    std::array<CWorldVertex, 4> left = WorldQuad(-1, -1, 0, 1);
+    std::array<CWorldVertex, 4> right = WorldQuad(0, -1, 1, 1);
+    Fill(pBack, 0);
+    pDevice->BeginScene();
+    DrawWorld(left);
+    Fill(pTexture, 0xFF0000FFu);
+    DrawWorld(right);
+    pDevice->EndScene();
+    rgb = Picture();
+    EXPECT_TRUE(RgbNear(At(rgb, 16, 24), 255, 0, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 48, 24), 0, 0, 255));
+
+    Fill(pBack, 0);
+    pDevice->BeginScene();
+    DrawWorld(left);
+    pDevice->SetRenderState(D3DRENDERSTATE_FILLMODE, D3DFILL_WIREFRAME);
+    DrawWorld(right);
+    pDevice->EndScene();
+    rgb = Picture();
+    // Off the diagonals: the left face filled, the right one only outlined.
+    EXPECT_TRUE(RgbNear(At(rgb, 8, 36), 0, 0, 255));
+    EXPECT_TRUE(RgbNear(At(rgb, 56, 12), 0, 0, 0));
+}
+
+// ---- Sample maps -------------------------------------------------------------
+
+// Pixels whose channels differ by more than the picture tests allow.
+int CountDifferent(const CPicture& a, const CPicture& b)
+{
+    int nCount = 0;
+    for (int y = 0; y < a.nHeight; ++y)
+        for (int x = 0; x < a.nWidth; ++x)
+            nCount += NearColour(a.At(x, y), b.At(x, y), 8) ? 0 : 1;
+    return nCount;
+}
+
+// The room, lit, walked and turned, in all three modes: the batched device
+// against one that draws every call as it comes with every texture on its
+// own. Only the lightmaps' new places in the atlas may move a sample across
+// a texel edge here and there.
+class GLPictureTest : public ScratchDirTest {};
+
+TEST_F(GLPictureTest, SampleMapPicturesMatchDrawingInCallOrder)
+{
+    const std::filesystem::path root = Dir / "root";
+    std::filesystem::create_directories(root);
+    for (const auto& entry : std::filesystem::directory_iterator(VORLANE_DATA_MAPS_DIR))
+        if (entry.path().extension() == ".bmp")
+            std::filesystem::copy_file(entry.path(), root / entry.path().filename());
+    const CProgramRun compile = RunProgram(
+        std::string(VORLANE_COMPILE_BIN) + " -q --log-dir " + Quote(Dir.string()) + " -o " +
+        Quote((root / "room.vmz").string()) + " " +
+        Quote(std::string(VORLANE_DATA_MAPS_DIR) + "/room.map"));
+    ASSERT_EQ(compile.nExitCode, 0) << compile.Output;
+    // Two places: where the map starts, and a step in and a turn later.
+    const std::pair<const char*, const char*> PLACES[] = {
+        {"start", ""}, {"moved", "down W\nwait 15\nup W\nmouse 200 30\nwait 1\n"}};
+    const char* MODES[] = {"lit", "wire", "unlit"};
+    auto shoot = [&](const std::string& tag, const std::string& env) {
+        std::string script = "wait 2\npress RETURN\nwait 3\n";
+        for (const auto& [pszPlace, pszMove] : PLACES) {
+            script += pszMove;
+            for (const char* pszMode : MODES)
+                script += "shot " + Path(tag + pszPlace + pszMode + ".png") + "\nwait 1\npress TAB\n";
+        }
+        script += "press ESCAPE\nwait 2\npress ESCAPE\nwait 2\n";
+        const CProgramRun run =
+            RunProgram(env + " " + VORLANE_VIEWER_BIN + " --step-ms 50 --root " +
+                       Quote(root.string()) + " --script " + Quote(Write(tag + ".script", script)));
+        ASSERT_EQ(run.nExitCode, 0) << run.Output;
+    };
+    shoot("plain", "VORLANE_GL_PLAIN=1");
+    shoot("batched", "");
+    for (const auto& [pszPlace, pszMove] : PLACES)
+        for (const char* pszMode : MODES) {
+            const std::string name = std::string(pszPlace) + pszMode + ".png";
+            CPicture plain, batched;
+            ASSERT_TRUE(LoadPicture(Path("plain" + name), &plain)) << name;
+            ASSERT_TRUE(LoadPicture(Path("batched" + name), &batched)) << name;
+            const int nDifferent = CountDifferent(plain, batched);
+            if (std::string(pszMode) == "lit")
+                EXPECT_LT(nDifferent, 1024 * 768 / 2000) << name;
+            else
+                EXPECT_EQ(nDifferent, 0) << name;
+        }
 }
