@@ -291,7 +291,7 @@ private:
     {
         if (*pField == nValue)
             return;
-        FlushPending();
+        FlushPending(); // drawn under the old value
         *pField = nValue;
         Cache.MarkDirty(nDirty);
     }

@@ -575,6 +575,7 @@ struct CFrameCase {
     const char* pszName;
     uint32_t nDepth;
     uint32_t nFill;
+    bool bFlat; // the wireframe mode's flat colour, which reads no texture
     uint64_t nDraws;
     uint64_t nBinds;
 };
@@ -591,6 +592,10 @@ TEST_P(GLFrameTest, DrawCallsAndBindsOfAFrame)
     IDirectDrawSurface7* textures[2] = {MakeTexture(8, 8, 0, {0xFFFF0000u}),
                                         MakeTexture(8, 8, 0, {0xFF0000FFu})};
     UseLightmapped();
+    if (c.bFlat) {
+        pDevice->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_TFACTOR);
+        pDevice->SetTextureStageState(1, D3DTSS_COLOROP, D3DTOP_DISABLE);
+    }
     pDevice->SetRenderState(D3DRENDERSTATE_FILLMODE, c.nFill);
     std::array<CWorldVertex, 4> quads[4] = {WorldQuad(-1, 0, 0, 1), WorldQuad(0, 0, 1, 1),
                                             WorldQuad(-1, -1, 0, 0), WorldQuad(0, -1, 1, 0)};
@@ -609,7 +614,7 @@ TEST_P(GLFrameTest, DrawCallsAndBindsOfAFrame)
     ASSERT_EQ(pDevice->EndScene(), S_OK);
     EXPECT_EQ(GetGLDeviceCounters().nDrawCalls - before.nDrawCalls, c.nDraws);
     EXPECT_EQ(GetGLDeviceCounters().nTextureBinds - before.nTextureBinds, c.nBinds);
-    if (c.nFill != D3DFILL_SOLID)
+    if (c.nFill != D3DFILL_SOLID || c.bFlat)
         return;
     std::vector<uint8_t> rgb = Picture();
     EXPECT_TRUE(RgbNear(At(rgb, 16, 12), 255, 0, 0));
@@ -618,11 +623,13 @@ TEST_P(GLFrameTest, DrawCallsAndBindsOfAFrame)
     EXPECT_TRUE(RgbNear(At(rgb, 48, 36), 0, 0, 255));
 }
 
-// Binds: red and the atlas page, then blue; in call order red and blue twice.
+// Binds: red and the atlas page, then blue; in call order red and blue
+// twice; the flat colour binds white once and keeps it.
 const CFrameCase FRAME_CASES[] = {
-    {"SolidWithDepth", 16, D3DFILL_SOLID, 2, 3},
-    {"Wireframe", 16, D3DFILL_WIREFRAME, 4, 5},
-    {"SolidWithoutDepth", 0, D3DFILL_SOLID, 4, 5},
+    {"SolidWithDepth", 16, D3DFILL_SOLID, false, 2, 3},
+    {"Wireframe", 16, D3DFILL_WIREFRAME, false, 4, 5},
+    {"SolidWithoutDepth", 0, D3DFILL_SOLID, false, 4, 5},
+    {"FlatColourWireframe", 16, D3DFILL_WIREFRAME, true, 1, 1},
 };
 INSTANTIATE_TEST_SUITE_P(Batches, GLFrameTest, ::testing::ValuesIn(FRAME_CASES),
                          [](const auto& info) { return std::string(info.param.pszName); });
@@ -635,9 +642,10 @@ struct CAtlasCase {
 
 class GLAtlasTest : public GLDeviceTest, public ::testing::WithParamInterface<CAtlasCase> {};
 
-// A green lightmap among red ones, at the page's corner or at the end of a
-// row, stretched over the whole picture: its edge pixels, filtered or not,
-// show its own texels only, as a clamped texture of its own would.
+// A lightmap of four coloured quarters among red ones, at the page's corner
+// or at the end of a row, stretched over the whole picture: its corner
+// pixels, filtered or not, show its own corner texels only, as a clamped
+// texture of its own would.
 TEST_P(GLAtlasTest, LightmapAtAnAtlasBorderReadsOnlyItsOwnTexels)
 {
     const CAtlasCase& c = GetParam();
@@ -645,21 +653,30 @@ TEST_P(GLAtlasTest, LightmapAtAnAtlasBorderReadsOnlyItsOwnTexels)
     UseLightmapped();
     pDevice->SetTextureStageState(1, D3DTSS_MAGFILTER, c.nMagFilter);
     IDirectDrawSurface7* pLightmap = nullptr;
-    // Enough cells that the one below the green one is taken too.
+    // Enough cells that the one below the quartered one is taken too.
     for (uint32_t i = 0; i <= c.nCell + GL_ATLAS_ROW_CELLS; ++i) {
         IDirectDrawSurface7* p = MakeTexture(16, 16, 0, {i == c.nCell ? 0xFF20C040u : 0xFFFF0000u});
         if (i == c.nCell)
             pLightmap = p;
     }
+    RECT quarters[3] = {{8, 0, 16, 8}, {0, 8, 8, 16}, {8, 8, 16, 16}};
+    Fill(pLightmap, 0xFF20C0C0u, &quarters[0]);
+    Fill(pLightmap, 0xFF2040C0u, &quarters[1]);
+    Fill(pLightmap, 0xFFC0C040u, &quarters[2]);
     ASSERT_EQ(static_cast<CGLTextureSurface*>(pLightmap)->GetAtlasCell(),
               static_cast<int32_t>(c.nCell));
     pDevice->SetTexture(1, pLightmap);
     std::array<CWorldVertex, 4> quad = WorldQuad(-1, -1, 1, 1);
     DrawWorld(quad);
     std::vector<uint8_t> rgb = Picture();
-    for (uint32_t x : {0u, W / 2, W - 1})
-        for (uint32_t y : {0u, H / 2, H - 1})
-            EXPECT_TRUE(RgbNear(At(rgb, x, y), 0x20, 0xC0, 0x40)) << x << "," << y;
+    EXPECT_TRUE(RgbNear(At(rgb, 0, 0), 0x20, 0xC0, 0x40));
+    EXPECT_TRUE(RgbNear(At(rgb, W - 1, 0), 0x20, 0xC0, 0xC0));
+    EXPECT_TRUE(RgbNear(At(rgb, 0, H - 1), 0x20, 0x40, 0xC0));
+    EXPECT_TRUE(RgbNear(At(rgb, W - 1, H - 1), 0xC0, 0xC0, 0x40));
+    // The same face with a red neighbour's lightmap shows that one.
+    pDevice->SetTexture(1, Textures[Textures.size() - 2]);
+    DrawWorld(quad);
+    EXPECT_TRUE(RgbNear(At(Picture(), 0, 0), 0xFF, 0, 0));
 }
 
 const CAtlasCase ATLAS_CASES[] = {
@@ -670,6 +687,41 @@ const CAtlasCase ATLAS_CASES[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Cells, GLAtlasTest, ::testing::ValuesIn(ATLAS_CASES),
                          [](const auto& info) { return std::string(info.param.pszName); });
+
+// A lightmap-sized texture that is wrapped, or whose coordinates run past
+// its edge (0..2 here), is drawn from a texture of its own, wrapped or
+// clamped as its stage says: the atlas stands in only for clamping.
+TEST_F(GLDeviceTest, LightmapSizedTexturesKeepTheirAddressing)
+{
+    OpenDevice();
+    IDirectDrawSurface7* pTexture = MakeTexture(16, 16, 0, {0xFFFF0000u});
+    RECT right{8, 0, 16, 16};
+    Fill(pTexture, 0xFF0000FFu, &right);
+    MakeTexture(16, 16, 0, {0xFF00FF00u}); // the next cell of the atlas
+    UseTextureOnly(pTexture);
+    std::array<CWorldVertex, 4> quad = WorldQuad(-1, -1, 1, 1);
+    for (CWorldVertex& v : quad)
+        v.u0 *= 2.0f;
+    DrawWorld(quad); // wrapped by default: red, blue, red, blue
+    std::vector<uint8_t> rgb = Picture();
+    EXPECT_TRUE(RgbNear(At(rgb, 8, 24), 255, 0, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 24, 24), 0, 0, 255));
+    EXPECT_TRUE(RgbNear(At(rgb, 40, 24), 255, 0, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 56, 24), 0, 0, 255));
+    pDevice->SetTextureStageState(0, D3DTSS_ADDRESS, D3DTADDRESS_CLAMP);
+    DrawWorld(quad); // clamped: the right edge's blue beyond the middle
+    rgb = Picture();
+    EXPECT_TRUE(RgbNear(At(rgb, 8, 24), 255, 0, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 40, 24), 0, 0, 255));
+    EXPECT_TRUE(RgbNear(At(rgb, 56, 24), 0, 0, 255));
+    // Within 0..1, filtered and wrapped: the left edge pixel reads texel 0
+    // (red) by 0.625 and, across the wrap, texel 15 (blue) by 0.375.
+    pDevice->SetTextureStageState(0, D3DTSS_ADDRESS, D3DTADDRESS_WRAP);
+    pDevice->SetTextureStageState(0, D3DTSS_MAGFILTER, D3DTFG_LINEAR);
+    quad = WorldQuad(-1, -1, 1, 1);
+    DrawWorld(quad);
+    EXPECT_TRUE(RgbNear(At(Picture(), 0, 24), 159, 0, 96, 1));
+}
 
 // What changes between two draws of one scene (the vertices at an address,
 // a texture's texels, a state) reaches only the draws after it.
@@ -693,17 +745,31 @@ TEST_F(GLDeviceTest, GatheredFansKeepWhatHeldWhenTheyWereDrawn)
     EXPECT_TRUE(RgbNear(At(rgb, 16, 24), 0, 0, 0));
     EXPECT_TRUE(RgbNear(At(rgb, 48, 24), 255, 0, 0));
 
-    std::array<CWorldVertex, 4> left = WorldQuad(-1, -1, 0, 1);
-    std::array<CWorldVertex, 4> right = WorldQuad(0, -1, 1, 1);
+    // Red, then its top half blue, then all of it green.
+    std::array<CWorldVertex, 4> thirds[3] = {WorldQuad(-1, -1, -0.25f, 1),
+                                             WorldQuad(-0.25f, -1, 0.25f, 1),
+                                             WorldQuad(0.25f, -1, 1, 1)};
     Fill(pBack, 0);
     pDevice->BeginScene();
-    DrawWorld(left);
-    Fill(pTexture, 0xFF0000FFu);
-    DrawWorld(right);
+    DrawWorld(thirds[0]);
+    DDSURFACEDESC2 desc{};
+    ASSERT_EQ(pTexture->Lock(nullptr, &desc, DDLOCK_WAIT, nullptr), S_OK);
+    for (uint32_t y = 0; y < 4; ++y)
+        for (uint32_t x = 0; x < 8; ++x)
+            static_cast<CMemorySurface*>(pTexture)->WritePixel(x, y, 0xFF0000FFu);
+    pTexture->Unlock(nullptr);
+    DrawWorld(thirds[1]);
+    Fill(pTexture, 0xFF00FF00u);
+    DrawWorld(thirds[2]);
     pDevice->EndScene();
     rgb = Picture();
-    EXPECT_TRUE(RgbNear(At(rgb, 16, 24), 255, 0, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 48, 24), 0, 0, 255));
+    EXPECT_TRUE(RgbNear(At(rgb, 10, 6), 255, 0, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 32, 6), 0, 0, 255));
+    EXPECT_TRUE(RgbNear(At(rgb, 32, 40), 255, 0, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 53, 6), 0, 255, 0));
+
+    std::array<CWorldVertex, 4> left = WorldQuad(-1, -1, 0, 1);
+    std::array<CWorldVertex, 4> right = WorldQuad(0, -1, 1, 1);
 
     Fill(pBack, 0);
     pDevice->BeginScene();
@@ -713,7 +779,7 @@ TEST_F(GLDeviceTest, GatheredFansKeepWhatHeldWhenTheyWereDrawn)
     pDevice->EndScene();
     rgb = Picture();
     // Off the diagonals: the left face filled, the right one only outlined.
-    EXPECT_TRUE(RgbNear(At(rgb, 8, 36), 0, 0, 255));
+    EXPECT_TRUE(RgbNear(At(rgb, 8, 36), 0, 255, 0));
     EXPECT_TRUE(RgbNear(At(rgb, 56, 12), 0, 0, 0));
 }
 
