@@ -72,6 +72,13 @@ bool CWorldLeaf::DrawAll(CViewerApp* pApp)
 bool CWorldLeaf::DrawFaces(CViewerApp* pApp)
 {
     for (int32_t i = 0; i < nFaces; ++i) {
+        // The lightmap surfaces lie all over the heap: asking early for the
+        // next faces' ones keeps the device from waiting on each in turn.
+        if (pLightmaps && i + 1 < nFaces) {
+            __builtin_prefetch(pLightmaps[i + 1].GetSurface());
+            if (i + 2 < nFaces)
+                __builtin_prefetch(&pLightmaps[i + 2]);
+        }
         CLeafFace& face = pFaces[i];
         pApp->SetFaceTexture(face.TextureIndex);
         if (pLightmaps)
