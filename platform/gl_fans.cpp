@@ -47,6 +47,29 @@ uint8_t PairsInBlock(const uint8_t* pRecords, uint32_t nCount)
     return nBits;
 }
 
+// Binds the buffer and brings it up to date with the records: all of them
+// into new storage when they outgrew it, else those added since.
+template <typename T>
+void SyncBuffer(GLenum nTarget, const std::vector<T>& records, CGLBufferState* pBuffer)
+{
+    const CGLFunctions& gl = GLFn();
+    if (!pBuffer->nName)
+        gl.GenBuffers(1, &pBuffer->nName);
+    gl.BindBuffer(nTarget, pBuffer->nName);
+    if (records.size() > pBuffer->nCapacity) {
+        pBuffer->nCapacity = std::max(records.size(), 2 * pBuffer->nCapacity);
+        gl.BufferData(nTarget, static_cast<GLsizeiptr>(pBuffer->nCapacity * sizeof(T)), nullptr,
+                      GL_STATIC_DRAW);
+        pBuffer->nUploaded = 0;
+    }
+    if (pBuffer->nUploaded == records.size())
+        return;
+    gl.BufferSubData(nTarget, static_cast<GLintptr>(pBuffer->nUploaded * sizeof(T)),
+                     static_cast<GLsizeiptr>((records.size() - pBuffer->nUploaded) * sizeof(T)),
+                     &records[pBuffer->nUploaded]);
+    pBuffer->nUploaded = records.size();
+}
+
 } // namespace
 
 void ConvertVertices(const uint8_t* pSource, uint32_t nCount, uint32_t nFvf,
@@ -84,11 +107,9 @@ CGLFanCache::~CGLFanCache()
 {
     if (!HasGLContext())
         return;
-    const CGLFunctions& gl = GLFn();
-    if (nVertexBuffer)
-        gl.DeleteBuffers(1, &nVertexBuffer);
-    if (nIndexBuffer)
-        gl.DeleteBuffers(1, &nIndexBuffer);
+    for (GLuint nName : {VertexBuffer.nName, IndexBuffer.nName})
+        if (nName)
+            GLFn().DeleteBuffers(1, &nName);
 }
 
 CGLFan& CGLFanCache::Find(const void* pVertices, uint32_t nCount)
@@ -141,42 +162,8 @@ void CGLFanCache::Convert(CGLFan& fan, const CGLVertexSource& source)
 
 void CGLFanCache::BindAndUpload()
 {
-    const CGLFunctions& gl = GLFn();
-    if (!nVertexBuffer) {
-        gl.GenBuffers(1, &nVertexBuffer);
-        gl.GenBuffers(1, &nIndexBuffer);
-    }
-    gl.BindBuffer(GL_ARRAY_BUFFER, nVertexBuffer);
-    gl.BindBuffer(GL_ELEMENT_ARRAY_BUFFER, nIndexBuffer);
-    if (Vertices.size() > nVertexCapacity) {
-        nVertexCapacity = std::max(Vertices.size(), 2 * nVertexCapacity);
-        gl.BufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(nVertexCapacity * sizeof(CGLVertex)),
-                      nullptr, GL_STATIC_DRAW);
-        nUploadedVertices = 0;
-    }
-    if (Indices.size() > nIndexCapacity) {
-        nIndexCapacity = std::max(Indices.size(), 2 * nIndexCapacity);
-        gl.BufferData(GL_ELEMENT_ARRAY_BUFFER,
-                      static_cast<GLsizeiptr>(nIndexCapacity * sizeof(uint32_t)), nullptr,
-                      GL_STATIC_DRAW);
-        nUploadedIndices = 0;
-    }
-    if (nUploadedVertices < Vertices.size()) {
-        gl.BufferSubData(GL_ARRAY_BUFFER,
-                         static_cast<GLintptr>(nUploadedVertices * sizeof(CGLVertex)),
-                         static_cast<GLsizeiptr>((Vertices.size() - nUploadedVertices) *
-                                                 sizeof(CGLVertex)),
-                         &Vertices[nUploadedVertices]);
-        nUploadedVertices = Vertices.size();
-    }
-    if (nUploadedIndices < Indices.size()) {
-        gl.BufferSubData(GL_ELEMENT_ARRAY_BUFFER,
-                         static_cast<GLintptr>(nUploadedIndices * sizeof(uint32_t)),
-                         static_cast<GLsizeiptr>((Indices.size() - nUploadedIndices) *
-                                                 sizeof(uint32_t)),
-                         &Indices[nUploadedIndices]);
-        nUploadedIndices = Indices.size();
-    }
+    SyncBuffer(GL_ARRAY_BUFFER, Vertices, &VertexBuffer);
+    SyncBuffer(GL_ELEMENT_ARRAY_BUFFER, Indices, &IndexBuffer);
 }
 
 void CGLFanCache::BeginScene()
@@ -200,6 +187,6 @@ void CGLFanCache::Clear()
     Raw.clear();
     Vertices.clear();
     Indices.clear();
-    nUploadedVertices = 0;
-    nUploadedIndices = 0;
+    VertexBuffer.nUploaded = 0;
+    IndexBuffer.nUploaded = 0;
 }

@@ -50,6 +50,13 @@ struct CGLFan {
     uint64_t nLastScene = 0;
 };
 
+// An OpenGL buffer that mirrors a growing array of records.
+struct CGLBufferState {
+    GLuint nName = 0;
+    size_t nCapacity = 0; // records its storage holds
+    size_t nUploaded = 0; // records it holds up to date
+};
+
 class CGLFanCache {
 public:
     CGLFanCache() = default;
@@ -77,12 +84,8 @@ private:
     std::vector<uint8_t> Raw;
     std::vector<CGLVertex> Vertices;
     std::vector<uint32_t> Indices;
-    size_t nUploadedVertices = 0;
-    size_t nUploadedIndices = 0;
-    size_t nVertexCapacity = 0; // of the OpenGL buffers, in records
-    size_t nIndexCapacity = 0;
-    GLuint nVertexBuffer = 0;
-    GLuint nIndexBuffer = 0;
+    CGLBufferState VertexBuffer;
+    CGLBufferState IndexBuffer;
     uint64_t nScene = 1;
     uint64_t nSceneVertices = 0;     // converted vertices drawn in this scene
     uint64_t nRecentVertices[4] = {}; // the same for the scenes before

@@ -48,6 +48,17 @@ inline int CountNear(const CPicture& picture, int x0, int y0, int x1, int y1, ui
     return nCount;
 }
 
+// Pixels of two pictures of one size whose channels differ by more than
+// the tolerance.
+inline int CountDifferent(const CPicture& a, const CPicture& b, int nTolerance = 8)
+{
+    int nCount = 0;
+    for (int y = 0; y < a.nHeight; ++y)
+        for (int x = 0; x < a.nWidth; ++x)
+            nCount += NearColour(a.At(x, y), b.At(x, y), nTolerance) ? 0 : 1;
+    return nCount;
+}
+
 inline bool LoadPicture(const std::string& path, CPicture* pOut)
 {
     png_image image = {};

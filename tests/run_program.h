@@ -2,6 +2,7 @@
 // Runs one of the programs for an end-to-end test: headless (the offscreen
 // video driver, software rendering, no sound card), with its output kept.
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <sys/wait.h>
 
@@ -34,4 +35,19 @@ inline std::string Quote(const std::string& text)
     for (char c : text)
         quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
     return quoted + "'";
+}
+
+// The sample map data/maps/NAME.map compiled into ROOT/NAME.vmz, lit, with
+// the sample pictures beside it; the compiler's logs go to logDir.
+inline CProgramRun CompileSampleMap(const std::string& name, const std::filesystem::path& root,
+                                    const std::filesystem::path& logDir)
+{
+    std::filesystem::create_directories(root);
+    for (const auto& entry : std::filesystem::directory_iterator(VORLANE_DATA_MAPS_DIR))
+        if (entry.path().extension() == ".bmp")
+            std::filesystem::copy_file(entry.path(), root / entry.path().filename(),
+                                       std::filesystem::copy_options::skip_existing);
+    return RunProgram(std::string(VORLANE_COMPILE_BIN) + " -q --log-dir " +
+                      Quote(logDir.string()) + " -o " + Quote((root / (name + ".vmz")).string()) +
+                      " " + Quote(std::string(VORLANE_DATA_MAPS_DIR) + "/" + name + ".map"));
 }

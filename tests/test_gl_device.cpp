@@ -785,16 +785,6 @@ TEST_F(GLDeviceTest, GatheredFansKeepWhatHeldWhenTheyWereDrawn)
 
 // ---- Sample maps -------------------------------------------------------------
 
-// Pixels whose channels differ by more than the picture tests allow.
-int CountDifferent(const CPicture& a, const CPicture& b)
-{
-    int nCount = 0;
-    for (int y = 0; y < a.nHeight; ++y)
-        for (int x = 0; x < a.nWidth; ++x)
-            nCount += NearColour(a.At(x, y), b.At(x, y), 8) ? 0 : 1;
-    return nCount;
-}
-
 // The room, lit, walked and turned, in all three modes: the batched device
 // against one that draws every call as it comes with every texture on its
 // own. Only the lightmaps' new places in the atlas may move a sample across
@@ -804,14 +794,7 @@ class GLPictureTest : public ScratchDirTest {};
 TEST_F(GLPictureTest, SampleMapPicturesMatchDrawingInCallOrder)
 {
     const std::filesystem::path root = Dir / "root";
-    std::filesystem::create_directories(root);
-    for (const auto& entry : std::filesystem::directory_iterator(VORLANE_DATA_MAPS_DIR))
-        if (entry.path().extension() == ".bmp")
-            std::filesystem::copy_file(entry.path(), root / entry.path().filename());
-    const CProgramRun compile = RunProgram(
-        std::string(VORLANE_COMPILE_BIN) + " -q --log-dir " + Quote(Dir.string()) + " -o " +
-        Quote((root / "room.vmz").string()) + " " +
-        Quote(std::string(VORLANE_DATA_MAPS_DIR) + "/room.map"));
+    const CProgramRun compile = CompileSampleMap("room", root, Dir);
     ASSERT_EQ(compile.nExitCode, 0) << compile.Output;
     // Two places: where the map starts, and a step in and a turn later.
     const std::pair<const char*, const char*> PLACES[] = {
