@@ -274,10 +274,10 @@ CGLTextureSurface::CGLTextureSurface(CGLSharedPtr pShared, uint32_t nWidth, uint
 
 CGLTextureSurface::~CGLTextureSurface()
 {
+    pShared->FlushPending(); // fans gathered with it are drawn while it exists
     if (nCell >= 0)
         pShared->Atlas.Free(nCell);
     if (nName && HasGLContext()) {
-        pShared->FlushPending();
         glDeleteTextures(1, &nName);
         // The name may come back for another texture: caches must not
         // take it for this one.

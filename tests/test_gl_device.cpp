@@ -724,7 +724,8 @@ TEST_F(GLDeviceTest, LightmapSizedTexturesKeepTheirAddressing)
 }
 
 // What changes between two draws of one scene (the vertices at an address,
-// a texture's texels, a state) reaches only the draws after it.
+// a texture's texels, a state, a texture let go) reaches only the draws
+// after it.
 TEST_F(GLDeviceTest, GatheredFansKeepWhatHeldWhenTheyWereDrawn)
 {
     OpenDevice(16);
@@ -781,6 +782,20 @@ TEST_F(GLDeviceTest, GatheredFansKeepWhatHeldWhenTheyWereDrawn)
     // Off the diagonals: the left face filled, the right one only outlined.
     EXPECT_TRUE(RgbNear(At(rgb, 8, 36), 0, 255, 0));
     EXPECT_TRUE(RgbNear(At(rgb, 56, 12), 0, 0, 0));
+
+    // A lightmap, never drawn before, let go right after its face.
+    pDevice->SetRenderState(D3DRENDERSTATE_FILLMODE, D3DFILL_SOLID);
+    UseLightmapped();
+    IDirectDrawSurface7* pLightmap = MakeTexture(16, 16, 0, {0xFF808080u});
+    Textures.pop_back();
+    Fill(pBack, 0);
+    pDevice->BeginScene();
+    pDevice->SetTexture(1, pLightmap);
+    DrawWorld(left);
+    pDevice->SetTexture(1, nullptr);
+    pLightmap->Release();
+    pDevice->EndScene();
+    EXPECT_TRUE(RgbNear(At(Picture(), 16, 24), 0, 0x80, 0, 1));
 }
 
 // ---- Sample maps -------------------------------------------------------------
