@@ -18,9 +18,6 @@
 namespace {
 
 constexpr uint32_t D3DCLEAR_STENCIL = 0x4;
-// The vertex formats the core draws (laid out in geometry/vertex.h).
-constexpr uint32_t SCREEN_FVF = 0x244; // x y z rhw, diffuse, two pairs
-constexpr uint32_t WORLD_FVF = 0x2E2;  // x y z, reserved, diffuse, specular, two pairs
 constexpr uint32_t D3DCMP_LESS = 2;
 // A unit's key when it reads no texture: any binding will do.
 constexpr uintptr_t ANY_TEXTURE = ~uintptr_t{0};
@@ -38,20 +35,21 @@ GLenum PrimitiveMode(uint32_t nType)
     }
 }
 
-// Points OpenGL's arrays at CGLVertex records from pBase on (an offset when
-// a vertex buffer is bound).
-void PointArrays(const uint8_t* pBase)
+// Points OpenGL's arrays at CGLVertex records from nBase on: an address, or
+// an offset into the vertex buffer bound.
+void PointArrays(uintptr_t nBase)
 {
+    auto at = [nBase](size_t nOffset) { return reinterpret_cast<const void*>(nBase + nOffset); };
     const GLsizei nStride = sizeof(CGLVertex);
     glEnableClientState(GL_VERTEX_ARRAY);
-    glVertexPointer(3, GL_FLOAT, nStride, pBase + offsetof(CGLVertex, x));
+    glVertexPointer(3, GL_FLOAT, nStride, at(offsetof(CGLVertex, x)));
     glEnableClientState(GL_COLOR_ARRAY);
-    glColorPointer(4, GL_UNSIGNED_BYTE, nStride, pBase + offsetof(CGLVertex, rgba));
+    glColorPointer(4, GL_UNSIGNED_BYTE, nStride, at(offsetof(CGLVertex, rgba)));
     for (uint32_t nUnit = 0; nUnit < GL_DEVICE_UNITS; ++nUnit) {
         GLFn().ClientActiveTexture(GL_TEXTURE0 + nUnit);
         glEnableClientState(GL_TEXTURE_COORD_ARRAY);
         glTexCoordPointer(2, GL_FLOAT, nStride,
-                          pBase + offsetof(CGLVertex, uv) + nUnit * sizeof(float[2]));
+                          at(offsetof(CGLVertex, uv) + nUnit * sizeof(float[2])));
     }
 }
 
@@ -298,6 +296,10 @@ private:
     void FlushPending() override;
     // True when the gathered fans may be drawn in any order.
     bool OrderFree() const;
+    // The gathered fans, one call per group, or one per run of neighbours
+    // of one group.
+    void DrawByGroup();
+    void DrawInOrder();
     // Draws nFans queued fans of one group, in the order given, as one call.
     void DrawGroup(uint32_t nGroup, const uint32_t* pOrder, size_t nFans);
     uint32_t GroupOf(const CUnitKeys& keys, const CGLUnitTexture* pUnits);
@@ -398,7 +400,7 @@ HRESULT CGLDevice::DrawPrimitive(uint32_t nType, uint32_t nFvf, void* pVertices,
         return DDERR_SURFACELOST;
     if (nCount == 0)
         return S_OK;
-    if (nFvf == WORLD_FVF && nMode == GL_TRIANGLE_FAN) {
+    if (nFvf == GL_WORLD_FVF && nMode == GL_TRIANGLE_FAN) {
         // A fan of fewer than three corners covers nothing.
         if (nCount >= 3)
             DrawWorldFan(pVertices, nCount);
@@ -510,34 +512,11 @@ void CGLDevice::FlushPending()
     if (TargetAlive()) {
         pTarget->BindTarget();
         Fans.BindAndUpload();
-        PointArrays(nullptr);
-        const size_t nGroups = GroupKeys.size();
-        Order.resize(Queue.size());
-        if (OrderFree()) {
-            // A stable counting sort by group.
-            GroupStart.assign(nGroups + 1, 0);
-            for (const CQueuedFan& fan : Queue)
-                ++GroupStart[fan.nGroup + 1];
-            for (size_t g = 0; g < nGroups; ++g)
-                GroupStart[g + 1] += GroupStart[g];
-            for (uint32_t i = 0; i < Queue.size(); ++i)
-                Order[GroupStart[Queue[i].nGroup]++] = i;
-            size_t nFirst = 0;
-            for (size_t g = 0; g < nGroups; ++g) {
-                DrawGroup(static_cast<uint32_t>(g), &Order[nFirst], GroupStart[g] - nFirst);
-                nFirst = GroupStart[g];
-            }
-        } else {
-            for (uint32_t i = 0; i < Queue.size(); ++i)
-                Order[i] = i;
-            for (size_t nFirst = 0; nFirst < Queue.size();) {
-                size_t nEnd = nFirst + 1;
-                while (nEnd < Queue.size() && Queue[nEnd].nGroup == Queue[nFirst].nGroup)
-                    ++nEnd;
-                DrawGroup(Queue[nFirst].nGroup, &Order[nFirst], nEnd - nFirst);
-                nFirst = nEnd;
-            }
-        }
+        PointArrays(0);
+        if (OrderFree())
+            DrawByGroup();
+        else
+            DrawInOrder();
         pTarget->MarkGpuWritten();
     }
     Queue.clear();
@@ -546,16 +525,49 @@ void CGLDevice::FlushPending()
     bFlushing = false;
 }
 
+void CGLDevice::DrawByGroup()
+{
+    // A stable counting sort by group.
+    const size_t nGroups = GroupKeys.size();
+    GroupStart.assign(nGroups + 1, 0);
+    for (const CQueuedFan& fan : Queue)
+        ++GroupStart[fan.nGroup + 1];
+    for (size_t g = 0; g < nGroups; ++g)
+        GroupStart[g + 1] += GroupStart[g];
+    Order.resize(Queue.size());
+    for (uint32_t i = 0; i < Queue.size(); ++i)
+        Order[GroupStart[Queue[i].nGroup]++] = i;
+    size_t nFirst = 0;
+    for (size_t g = 0; g < nGroups; ++g) {
+        DrawGroup(static_cast<uint32_t>(g), &Order[nFirst], GroupStart[g] - nFirst);
+        nFirst = GroupStart[g];
+    }
+}
+
+void CGLDevice::DrawInOrder()
+{
+    Order.resize(Queue.size());
+    for (uint32_t i = 0; i < Queue.size(); ++i)
+        Order[i] = i;
+    for (size_t nFirst = 0; nFirst < Queue.size();) {
+        size_t nEnd = nFirst + 1;
+        while (nEnd < Queue.size() && Queue[nEnd].nGroup == Queue[nFirst].nGroup)
+            ++nEnd;
+        DrawGroup(Queue[nFirst].nGroup, &Order[nFirst], nEnd - nFirst);
+        nFirst = nEnd;
+    }
+}
+
 void CGLDevice::DrawDirect(GLenum nMode, uint32_t nFvf, const void* pVertices, uint32_t nCount)
 {
     FlushPending();
     CGLUnitTexture units[GL_DEVICE_UNITS];
     CGLVertexSource source = SourceFor(nullptr, units);
-    Cache.PrepareDraw(State, units, nFvf == SCREEN_FVF, *pTarget, *pShared);
+    Cache.PrepareDraw(State, units, nFvf == GL_SCREEN_FVF, *pTarget, *pShared);
     Scratch.resize(std::max<size_t>(Scratch.size(), nCount));
     ConvertVertices(static_cast<const uint8_t*>(pVertices), nCount, nFvf, source, Scratch.data());
     GLFn().BindBuffer(GL_ARRAY_BUFFER, 0);
-    PointArrays(reinterpret_cast<const uint8_t*>(Scratch.data()));
+    PointArrays(reinterpret_cast<uintptr_t>(Scratch.data()));
     glDrawArrays(nMode, 0, static_cast<GLsizei>(nCount));
     ++GetGLDeviceCounters().nDrawCalls;
     pTarget->MarkGpuWritten();

@@ -8,9 +8,6 @@
 
 namespace {
 
-constexpr uint32_t SCREEN_FVF = 0x244; // x y z rhw, diffuse, two pairs
-constexpr uint32_t WORLD_FVF = 0x2E2;  // x y z, reserved, diffuse, specular, two pairs
-constexpr uint32_t WORLD_PAIRS = 24;   // byte offset of the pairs in a world record
 constexpr uint32_t PAIRS = 2;
 // Below this many stored vertices nothing is dropped.
 constexpr size_t KEEP_VERTICES = 65536;
@@ -24,8 +21,8 @@ struct CVertexLayout {
 CVertexLayout LayoutOf(uint32_t nFvf)
 {
     switch (nFvf) {
-    case SCREEN_FVF: return {16, 20};
-    case WORLD_FVF: return {16, static_cast<int>(WORLD_PAIRS)};
+    case GL_SCREEN_FVF: return {16, 20};
+    case GL_WORLD_FVF: return {16, 24};
     default: return {-1, 24}; // normal vertex: no diffuse, lit white
     }
 }
@@ -35,10 +32,11 @@ CVertexLayout LayoutOf(uint32_t nFvf)
 uint8_t PairsInBlock(const uint8_t* pRecords, uint32_t nCount)
 {
     uint8_t nBits = (1u << PAIRS) - 1;
-    const size_t nSize = VertexSize(WORLD_FVF);
+    const size_t nSize = VertexSize(GL_WORLD_FVF);
+    const int nPairs = LayoutOf(GL_WORLD_FVF).nPairs;
     for (uint32_t i = 0; i < nCount; ++i, pRecords += nSize) {
         float uv[PAIRS * 2];
-        std::memcpy(uv, pRecords + WORLD_PAIRS, sizeof(uv));
+        std::memcpy(uv, pRecords + nPairs, sizeof(uv));
         for (uint32_t p = 0; p < PAIRS; ++p)
             for (uint32_t c = 0; c < 2; ++c)
                 if (!(uv[p * 2 + c] >= -GL_ATLAS_MARGIN && uv[p * 2 + c] <= 1.0f + GL_ATLAS_MARGIN))
@@ -115,7 +113,7 @@ CGLFanCache::~CGLFanCache()
 CGLFan& CGLFanCache::Find(const void* pVertices, uint32_t nCount)
 {
     const auto* pRecords = static_cast<const uint8_t*>(pVertices);
-    const size_t nBytes = static_cast<size_t>(nCount) * VertexSize(WORLD_FVF);
+    const size_t nBytes = static_cast<size_t>(nCount) * VertexSize(GL_WORLD_FVF);
     auto [found, bNew] = Index.try_emplace(pVertices, static_cast<uint32_t>(Fans.size()));
     if (bNew)
         Fans.push_back({});
@@ -147,7 +145,7 @@ void CGLFanCache::Convert(CGLFan& fan, const CGLVertexSource& source)
     // Always appended: the old triangles may still wait to be drawn.
     const uint32_t nBase = static_cast<uint32_t>(Vertices.size());
     Vertices.resize(Vertices.size() + fan.nCount);
-    ConvertVertices(&Raw[fan.nRaw], fan.nCount, WORLD_FVF, source, &Vertices[nBase]);
+    ConvertVertices(&Raw[fan.nRaw], fan.nCount, GL_WORLD_FVF, source, &Vertices[nBase]);
     fan.nFirstIndex = static_cast<uint32_t>(Indices.size());
     fan.nIndices = 3 * (fan.nCount - 2);
     // Triangle i of the fan in the corner order OpenGL's own fans take.

@@ -14,6 +14,10 @@
 #include <unordered_map>
 #include <vector>
 
+// The vertex formats the core draws (laid out in geometry/vertex.h).
+constexpr uint32_t GL_SCREEN_FVF = 0x244; // x y z rhw, diffuse, two pairs
+constexpr uint32_t GL_WORLD_FVF = 0x2E2;  // x y z, reserved, diffuse, specular, two pairs
+
 // One vertex as OpenGL reads it: the texture pairs already chosen per unit.
 struct CGLVertex {
     float x, y, z;

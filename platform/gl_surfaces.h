@@ -26,8 +26,8 @@ class CGLBackSurface;
 class CGLPrimarySurface;
 
 // Draws a device has gathered and not yet handed to OpenGL. Whatever else
-// touches OpenGL state or the pictures flushes them first, so that the
-// order of drawing stays the order of the calls.
+// touches OpenGL state, a picture or a texture flushes them first, so that
+// nothing that comes after them takes effect before them.
 class IGLPendingDraws {
 public:
     virtual void FlushPending() = 0;
