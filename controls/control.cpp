@@ -51,14 +51,11 @@ void CControl::SetOwner(CControl* pOwnerIn)
     pOwner = pOwnerIn;
 }
 
-// Detaches by name, but only when the name leads to this control: while the
-// owner's list is being destroyed this control has already left it, and a
-// sibling of the same name must stay where it is.
+// By identity, not by name: a sibling may carry the same name (or none).
+// While the owner's list is being destroyed this control has already left
+// it, and the owner's tree then does not hold it.
 void CControl::LeaveOwner()
 {
-    if (!pOwner)
-        return;
-    const char* pszName = GetName() ? GetName() : "";
-    if (pOwner->Children.FindByName(pszName) == this)
-        pOwner->DetachChild(pszName);
+    if (pOwner)
+        pOwner->Children.Detach(this);
 }

@@ -29,7 +29,7 @@ public:
     // The child of that name, unlinked and handed to the caller; null for a
     // null name or none found.
     CResource* DetachChild(const char* pszName);
-    // Leaves the old owner's list (by name), then remembers pOwnerIn. Does
+    // Leaves the old owner's list, then remembers pOwnerIn. Does
     // not add itself to pOwnerIn's list: AddChild does.
     void SetOwner(CControl* pOwnerIn);
     void SetHandler(CResource* pHandlerIn) { pHandler = pHandlerIn; }

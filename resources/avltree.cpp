@@ -105,6 +105,25 @@ CAVLNode* CAVLTree::Remove(const CAVLNode* pItem, CAVLNode** ppNode)
     return pFound;
 }
 
+CAVLNode* CAVLTree::Detach(CAVLNode* pNode)
+{
+    if (!pNode || !ppRoot)
+        return nullptr;
+    const CAVLNode* pTop = pNode;
+    while (pTop->pParent)
+        pTop = pTop->pParent;
+    if (pTop != *ppRoot)
+        return nullptr;
+    CAVLNode* pParent = pNode->pParent;
+    CAVLNode** ppLink = ppRoot;
+    if (pParent)
+        ppLink = pParent->pLeft == pNode ? &pParent->pLeft : &pParent->pRight;
+    Unlink(ppLink);
+    for (CAVLNode* pLevel = pParent; pLevel; pLevel = pLevel->pParent)
+        Rebalance(pLevel);
+    return pNode;
+}
+
 CAVLNode* CAVLTree::Unlink(CAVLNode** ppNode)
 {
     CAVLNode* pNode = *ppNode;

@@ -49,6 +49,10 @@ public:
     // Unlinks the node that equals the probe and hands it back, with its three
     // links cleared, to the caller, who then owns it. Null when none matches.
     CAVLNode* Remove(const CAVLNode* pItem, CAVLNode** ppNode);
+    // Unlinks pNode itself, whatever other nodes share its ordering data, and
+    // rebalances the levels above it as Remove does. Null when pNode does not
+    // hang in this tree.
+    CAVLNode* Detach(CAVLNode* pNode);
     // Restores the balance of pNode by a single or double rotation. True when
     // the node was within balance; false when it rotated or pNode is null.
     bool Rebalance(CAVLNode* pNode);

@@ -1,3 +1,5 @@
+// Controls, panels and buttons: owners and children, the panel's polygon and
+// how it is drawn, and the button's mouse states across frames.
 #include "controls/button.h"
 
 #include "app_fixture.h"
@@ -9,28 +11,24 @@
 
 namespace {
 
+std::vector<std::string> g_Log;
+
 // A control that logs its frame calls and its deletion.
 class CProbe : public CControl {
 public:
-    CProbe(std::vector<std::string>* pLogIn, const char* pszName) : pLog(pLogIn), sLabel(pszName)
-    {
-        SetName(pszName);
-    }
-    ~CProbe() override { pLog->push_back("delete " + sLabel); }
-    void Update(CApplication*) override { pLog->push_back("update " + sLabel); }
-    void Draw(CApplication*) override { pLog->push_back("draw " + sLabel); }
-
-    std::vector<std::string>* pLog;
+    explicit CProbe(const char* pszName) : sLabel(pszName ? pszName : "-") { SetName(pszName); }
+    ~CProbe() override { g_Log.push_back("delete " + sLabel); }
+    void Update(CApplication*) override { g_Log.push_back("update " + sLabel); }
+    void Draw(CApplication*) override { g_Log.push_back("draw " + sLabel); }
     std::string sLabel;
 };
 
-// Keeps each message's sender, code and the cursor it points at.
+// Keeps each message's sender, code and the x of the cursor it points at.
 class CHandler : public CResource {
 public:
     bool OnMessage(uintptr_t a, uintptr_t b, uintptr_t c) override
     {
-        const auto* pCursor = reinterpret_cast<const CCursorPos*>(c);
-        Messages.push_back({a, b, static_cast<uintptr_t>(pCursor->x)});
+        Messages.push_back({a, b, static_cast<uintptr_t>(reinterpret_cast<const CCursorPos*>(c)->x)});
         return true;
     }
     std::vector<std::vector<uintptr_t>> Messages;
@@ -47,57 +45,57 @@ protected:
     {
         AppTest::SetUp();
         StartDevices();
+        g_Log.clear();
         WriteBitmap("pic.bmp", samples::CImage(2, 2));
         for (const char* pszName : {"up", "hover", "down"})
             ASSERT_TRUE(App->AddTexture("C:\\pic.bmp", pszName, 0));
-        pUp = App->FindTexture("up");
-        CRectRegion rect(100, 100, 200, 150);
-        ASSERT_TRUE(Button.SetRegion(&rect));
-        ASSERT_TRUE(Button.SetButtonName("ok"));
-        Button.SetHandler(&Handler);
-        ASSERT_TRUE(Button.SetUpTexture(App.get(), "up"));
-    }
-    void TearDown() override
-    {
-        Button.Release(App.get());
-        AppTest::TearDown();
     }
     // One frame: the mouse snapshot moves on, then the button updates.
-    void Frame(int x, int y, bool bDown, CButton* pButton = nullptr)
+    void Frame(CButton& button, int x, int y, bool bDown)
     {
         App->PrevMouse = App->CurMouse;
         App->CurMouse.rgbButtons[0] = bDown ? 0x80 : 0;
         App->Cursor = {x, y};
-        (pButton ? pButton : &Button)->Update(App.get());
+        button.Update(App.get());
     }
-
-    CButton Button;
-    CHandler Handler;
-    CTextureSurface* pUp = nullptr;
-    std::vector<std::string> Log;
 };
 
-TEST_F(ButtonTest, ChildrenMoveBetweenOwnersAndGoWithThem)
+TEST_F(ButtonTest, AChildMovesToItsNewOwnerAndLeavesSiblingsOfTheSameNameOrNone)
 {
-    CControl first, second;
-    auto* pChild = new CProbe(&Log, "child");
-    first.AddChild(new CProbe(&Log, "stays"));
-    first.AddChild(pChild);
-    second.AddChild(pChild);
-    EXPECT_EQ(pChild->pOwner, &second);
-    EXPECT_EQ(first.Children.FindByName("child"), nullptr);
-    EXPECT_NE(first.Children.FindByName("stays"), nullptr);
-    EXPECT_EQ(second.Children.FindByName("child"), pChild);
+    for (const char* pszName : {"twin", static_cast<const char*>(nullptr)}) {
+        CControl first, second;
+        auto* pSibling = new CProbe(pszName);
+        auto* pChild = new CProbe(pszName);
+        first.AddChild(pSibling);
+        first.AddChild(pChild);
+        second.AddChild(pChild);
+        EXPECT_EQ(pChild->pOwner, &second);
+        EXPECT_TRUE(first.Children.pRoot == pSibling && !pSibling->pLeft && !pSibling->pRight);
+        EXPECT_EQ(second.Children.pRoot, pChild);
+        // Each list releases what it holds, once.
+        g_Log.clear();
+        first.Release(App.get());
+        second.Release(App.get());
+        const std::string label = pszName ? pszName : "-";
+        EXPECT_EQ(g_Log, (std::vector<std::string>{"delete " + label, "delete " + label}));
+    }
+}
 
-    // Nameless siblings share a name: releasing one must not take another.
+TEST_F(ButtonTest, ReleaseTakesTheChildrenAndLeavesTheOwner)
+{
+    CControl owner;
+    auto* pChild = new CProbe("child");
+    owner.AddChild(new CProbe("stays"));
+    owner.AddChild(pChild);
     for (int i = 0; i < 4; ++i)
-        pChild->AddChild(new CProbe(&Log, ""));
+        pChild->AddChild(new CProbe(""));
     pChild->Release(App.get());
     EXPECT_EQ(pChild->pOwner, nullptr);
-    EXPECT_EQ(second.Children.pRoot, nullptr);
-    EXPECT_EQ(std::count(Log.begin(), Log.end(), "delete "), 4);
+    EXPECT_EQ(owner.Children.FindByName("child"), nullptr);
+    EXPECT_NE(owner.Children.FindByName("stays"), nullptr);
+    EXPECT_EQ(std::count(g_Log.begin(), g_Log.end(), "delete "), 4);
     delete pChild;
-    first.Release(App.get());
+    owner.Release(App.get());
 }
 
 TEST_F(ButtonTest, QuadCoversTheBoundsInTheColourOfItsMaking)
@@ -106,6 +104,8 @@ TEST_F(ButtonTest, QuadCoversTheBoundsInTheColourOfItsMaking)
     EXPECT_FALSE(panel.BuildQuad());
     CCircleRegion circle(60, 45, 25);
     panel.SetRegion(&circle);
+    ASSERT_TRUE(panel.BuildQuad());
+    EXPECT_EQ(panel.pVertices[0].Colour, 0x5FFFFFFFu);
     panel.SetColour(0x80FF0000);
     ASSERT_TRUE(panel.BuildQuad());
     panel.SetColour(0x12345678); // shows only after the next BuildQuad
@@ -113,60 +113,70 @@ TEST_F(ButtonTest, QuadCoversTheBoundsInTheColourOfItsMaking)
     const float corners[4][4] = {{35, 20, 0, 0}, {85, 20, 1, 0}, {85, 70, 1, 1}, {35, 70, 0, 1}};
     for (int i = 0; i < 4; ++i) {
         const CScreenVertex& v = panel.pVertices[i];
-        EXPECT_EQ(v.Position.x, corners[i][0]) << i;
-        EXPECT_EQ(v.Position.y, corners[i][1]) << i;
-        EXPECT_EQ(v.TexU, corners[i][2]) << i;
-        EXPECT_EQ(v.TexV, corners[i][3]) << i;
-        EXPECT_EQ(v.Position.z, 1.0f);
-        EXPECT_EQ(v.Colour, 0x80FF0000u);
+        EXPECT_TRUE(v.Position.x == corners[i][0] && v.Position.y == corners[i][1]) << i;
+        EXPECT_TRUE(v.TexU == corners[i][2] && v.TexV == corners[i][3]) << i;
+        EXPECT_TRUE(v.Position.z == 1.0f && v.Rhw == 1.0f && v.Colour == 0x80FF0000u) << i;
     }
 }
 
-TEST_F(ButtonTest, OnlyConvexClockwisePolygonsAreTaken)
+TEST_F(ButtonTest, OnlyConvexClockwisePolygonsAreTakenAndAFlatOneIsDrawnInItsColour)
 {
     CPanel panel;
     const CScreenVertex square[] = {At(0, 0), At(10, 0), At(10, 10), At(0, 10)};
     const CScreenVertex backwards[] = {At(0, 0), At(0, 10), At(10, 10), At(10, 0)};
     const CScreenVertex arrow[] = {At(0, 0), At(5, 4), At(10, 0), At(5, 10)}; // (5, 4) dents in
-    const CScreenVertex triangle[] = {At(0, 0), At(8, 2), At(1, 9)};
+    const CScreenVertex straight[] = {At(0, 0), At(5, 0), At(10, 0), At(5, 9)}; // (5, 0) on an edge
     ASSERT_TRUE(panel.SetVertices(square, 4));
     const CScreenVertex* pKept = panel.pVertices;
     EXPECT_FALSE(panel.SetVertices(backwards, 4));
     EXPECT_FALSE(panel.SetVertices(arrow, 4));
-    EXPECT_FALSE(panel.SetVertices(triangle, 2));
-    EXPECT_EQ(panel.pVertices, pKept);
-    EXPECT_EQ(panel.VertexCount, 4);
-    EXPECT_TRUE(panel.SetVertices(triangle, 3));
-    EXPECT_EQ(panel.VertexCount, 3);
+    EXPECT_FALSE(panel.SetVertices(square, 2));
+    EXPECT_TRUE(panel.pVertices == pKept && panel.VertexCount == 4);
+    EXPECT_TRUE(panel.SetVertices(square, 3));
+    EXPECT_TRUE(panel.SetVertices(straight, 4));
 
-    // Flat: the colour alone, then the children on top.
-    panel.AddChild(new CProbe(&Log, "child"));
+    panel.AddChild(new CProbe("child"));
     GetNullCallLog().clear();
     panel.Draw(App.get());
     EXPECT_TRUE(LoggedInOrder({"SetTextureStageState 0 2 0", "SetTextureStageState 0 1 2",
-                               "DrawPrimitive 6 580 3"}));
+                               "DrawPrimitive 6 580 4"}));
     EXPECT_EQ(CountLogged("SetTexture 0 tex"), 0);
-    EXPECT_EQ(Log, std::vector<std::string>{"draw child"});
+    EXPECT_EQ(g_Log, std::vector<std::string>{"draw child"}); // children on top
     panel.Release(App.get());
+}
+
+TEST_F(ButtonTest, AButtonDrawsItsCurrentTextureModulatedByTheColour)
+{
+    CButton button;
+    CRectRegion rect(100, 100, 200, 150);
+    ASSERT_TRUE(button.SetRegion(&rect) && button.SetButtonName("ok"));
+    ASSERT_TRUE(button.SetUpTexture(App.get(), "up"));
+    EXPECT_FALSE(button.SetTexture(App.get(), "down"));
+    EXPECT_EQ(button.pTexture, App->FindTexture("up"));
+    button.Draw(App.get());
+    EXPECT_TRUE(LoggedInOrder({"SetTexture 0 tex", "SetTextureStageState 0 2 2",
+                               "SetTextureStageState 0 3 0", "SetTextureStageState 0 1 4",
+                               "DrawPrimitive 6 580 4", "SetTexture 0 null"}));
+    button.Release(App.get());
 }
 
 struct CStep {
     int x, y;
     bool bDown;
-    uint32_t nFlags;           // after the frame
-    const char* pszTexture;    // shown after the frame
+    uint32_t nFlags;        // after the frame
+    const char* pszTexture; // shown after the frame
 };
 
 struct CScenario {
     const char* pszName;
-    bool bAllTextures;         // else the up texture alone
+    bool bAllTextures; // else the up texture alone
     std::vector<CStep> Steps;
     std::vector<uintptr_t> Messages; // code, cursor x, code, cursor x, ...
 };
 
 const uint32_t H = BUTTON_HOVER, D = BUTTON_DOWN, C = BUTTON_CLICKED;
 
-TEST_F(ButtonTest, StateMachineAcrossFrames)
+TEST_F(ButtonTest, MouseStatesAcrossFrames)
 {
     const CScenario scenarios[] = {
         // The corner belongs to the region.
@@ -190,23 +200,26 @@ TEST_F(ButtonTest, StateMachineAcrossFrames)
     for (const CScenario& scenario : scenarios) {
         SCOPED_TRACE(scenario.pszName);
         CButton button;
+        CHandler handler;
         CRectRegion rect(100, 100, 200, 150);
         button.SetRegion(&rect);
-        button.SetHandler(&Handler);
+        button.SetHandler(&handler);
         button.SetUpTexture(App.get(), "up");
         if (scenario.bAllTextures) {
             button.SetHoverTexture(App.get(), "hover");
             button.SetDownTexture(App.get(), "down");
         }
-        Handler.Messages.clear();
+        button.AddChild(new CProbe("child"));
         App->CurMouse.rgbButtons[0] = 0;
+        g_Log.clear();
         for (const CStep& step : scenario.Steps) {
-            Frame(step.x, step.y, step.bDown, &button);
+            Frame(button, step.x, step.y, step.bDown);
             EXPECT_EQ(button.Flags, step.nFlags) << step.x << "," << step.y;
             EXPECT_EQ(button.pTexture, App->FindTexture(step.pszTexture)) << step.x;
         }
+        EXPECT_EQ(g_Log.size(), scenario.Steps.size()); // the child's updates
         std::vector<uintptr_t> sent;
-        for (const auto& message : Handler.Messages) {
+        for (const auto& message : handler.Messages) {
             EXPECT_EQ(message[0], reinterpret_cast<uintptr_t>(&button));
             sent.insert(sent.end(), {message[1], message[2]});
         }
@@ -215,25 +228,13 @@ TEST_F(ButtonTest, StateMachineAcrossFrames)
     }
 }
 
-TEST_F(ButtonTest, DrawsItsCurrentTexture)
-{
-    EXPECT_FALSE(Button.SetTexture(App.get(), "down"));
-    EXPECT_EQ(Button.pTexture, pUp);
-    Button.Draw(App.get());
-    EXPECT_TRUE(LoggedInOrder({"SetTexture 0 tex", "SetTextureStageState 0 1 4",
-                               "DrawPrimitive 6 580 4", "SetTexture 0 null"}));
-}
-
-TEST_F(ButtonTest, WithoutRegionNothingHappensNotEvenToChildren)
+TEST_F(ButtonTest, WithoutARegionNothingHappensNotEvenToTheChildren)
 {
     CButton bare;
-    bare.AddChild(new CProbe(&Log, "child"));
-    Frame(0, 0, true, &bare);
+    bare.AddChild(new CProbe("child"));
+    Frame(bare, 0, 0, true);
     EXPECT_EQ(bare.Flags, 0u);
-    EXPECT_TRUE(Log.empty());
-    Button.AddChild(new CProbe(&Log, "inner"));
-    Frame(0, 0, false);
-    EXPECT_EQ(Log, std::vector<std::string>{"update inner"});
+    EXPECT_EQ(g_Log, std::vector<std::string>{});
     bare.Release(App.get());
 }
 
