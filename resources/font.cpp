@@ -27,14 +27,8 @@ int FaceHeight(int nSize)
 } // namespace
 
 CFont::CFont()
-    : Glyphs(new CTextureSurface[FONT_GLYPHS]), nWidths(), fWidthRatios(),
-      nSize(FONT_DEFAULT_SIZE), bTrueType(0), nRefCount(1)
+    : nWidths(), fWidthRatios(), nSize(FONT_DEFAULT_SIZE), bTrueType(0), nRefCount(1)
 {
-}
-
-CFont::~CFont()
-{
-    delete[] Glyphs;
 }
 
 void CFont::Release(CApplication* pApp)
@@ -117,6 +111,9 @@ void CFont::MeasureGlyph(HDC hdc, int nCode)
 
 bool CFont::LoadSheet(const char* pszPath, int nCell)
 {
+    // A cell of 0 would ask for the sheet at its own size and cut nothing.
+    if (nCell < 1)
+        return false;
     CApplication* pApp = GetApp();
     IDirectDrawSurface7* pSheet = pApp->LoadImage(pszPath, nCell * 16, nCell * 16);
     if (!pSheet)

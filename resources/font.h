@@ -20,7 +20,6 @@ constexpr COLORREF FONT_KEY_COLOUR = 0x7F007F;
 class CFont : public CResource {
 public:
     CFont();
-    ~CFont() override;
 
     // Frees the 256 glyphs, then what the base frees.
     void Release(CApplication* pApp) override;
@@ -32,7 +31,8 @@ public:
                         uint32_t nPitchAndFamily, const char* pszFaceName, COLORREF colour);
 
     // Cuts the glyphs from a bitmap of 16 by 16 cells, codes in rows of 16
-    // from the top left; every character is one cell wide.
+    // from the top left; every character is one cell wide. False for a cell
+    // size below 1 or a sheet that gives no picture.
     bool LoadSheet(const char* pszPath, int nCell);
     int GetCharWidth(unsigned char c) const { return nWidths[c]; }
     float GetWidthRatio(unsigned char c) const { return fWidthRatios[c]; }
@@ -46,7 +46,8 @@ public:
     // True when the count is exactly 0 afterwards.
     bool Unref() { return --nRefCount == 0; }
 
-    CTextureSurface* Glyphs;
+    // Held by value: a font is as uncopyable as its glyph surfaces.
+    CTextureSurface Glyphs[FONT_GLYPHS];
     int32_t nWidths[FONT_GLYPHS];
     float fWidthRatios[FONT_GLYPHS];
     int32_t nSize;
