@@ -1,5 +1,7 @@
 #include "platform/memory_surface.h"
 
+#include "platform/gdi_bmp.h"
+
 #include <algorithm>
 #include <bit>
 #include <cstring>
@@ -75,6 +77,14 @@ RECT WholeRect(const CMemorySurface& surface)
 }
 
 bool IsOrdered(const RECT& rect) { return rect.left < rect.right && rect.top < rect.bottom; }
+
+// Sides of 0, or beyond what a bitmap may have (a negative size passed as
+// unsigned among them), are refused instead of allocated.
+bool IsValidSize(uint32_t nWidth, uint32_t nHeight)
+{
+    const uint32_t nMax = MAX_BITMAP_SIDE;
+    return nWidth > 0 && nHeight > 0 && nWidth <= nMax && nHeight <= nMax;
+}
 
 uint32_t FullChainLength(uint32_t nWidth, uint32_t nHeight)
 {
@@ -461,7 +471,8 @@ HRESULT CreatePlain(CSurfaceFactory& factory, const DDSURFACEDESC2& desc, uint32
 {
     uint32_t nWidth = desc.dwWidth;
     uint32_t nHeight = desc.dwHeight;
-    if (!(desc.dwFlags & DDSD_WIDTH) || !(desc.dwFlags & DDSD_HEIGHT) || !nWidth || !nHeight)
+    if (!(desc.dwFlags & DDSD_WIDTH) || !(desc.dwFlags & DDSD_HEIGHT) ||
+        !IsValidSize(nWidth, nHeight))
         return DDERR_INVALIDPARAMS;
     if (!IsValidRGBFormat(format))
         return DDERR_INVALIDPIXELFORMAT;
@@ -510,8 +521,8 @@ HRESULT CreateSurfaceChain(CSurfaceFactory& factory, const DDSURFACEDESC2& desc,
         return CreateFlipChain(factory, nCaps, nDisplayWidth, nDisplayHeight, display, ppOut);
     bool bFormat = (desc.dwFlags & DDSD_PIXELFORMAT) != 0;
     if (nCaps & DDSCAPS_ZBUFFER) {
-        if (!(desc.dwFlags & DDSD_WIDTH) || !(desc.dwFlags & DDSD_HEIGHT) || !desc.dwWidth ||
-            !desc.dwHeight)
+        if (!(desc.dwFlags & DDSD_WIDTH) || !(desc.dwFlags & DDSD_HEIGHT) ||
+            !IsValidSize(desc.dwWidth, desc.dwHeight))
             return DDERR_INVALIDPARAMS;
         if (!bFormat || !IsValidZFormat(desc.ddpfPixelFormat))
             return DDERR_INVALIDPIXELFORMAT;

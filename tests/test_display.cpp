@@ -89,7 +89,13 @@ TEST_F(DisplayTest, ImagesAreFilledOrLoaded)
     App->CreateDD(&Config);
     IDirectDrawSurface7* pImage = App->CreateImage(6, 5, RGB(0, 0, 255));
     EXPECT_EQ(PixelAt(pImage, 5, 4), RGB(0, 0, 255));
+    EXPECT_EQ(PixelAt(pImage, 0, 0), RGB(0, 0, 255));
     pImage->Release();
+    // A size the display can not make is refused with the message, whatever
+    // the sign.
+    for (int nSide : {-16, 0, 100000})
+        EXPECT_EQ(ThrownMessage([&] { App->CreateImage(nSide, nSide, 0); }),
+                  "CreateImage: Cannot create a surface.");
 
     samples::CImage image(2, 2);
     image.Set(1, 0, 255, 0, 0);
