@@ -208,9 +208,13 @@ public:
         return S_OK;
     }
 
-    HRESULT Clear(uint32_t, const RECT*, uint32_t nFlags, uint32_t, float, uint32_t) override
+    HRESULT Clear(uint32_t, const RECT*, uint32_t nFlags, uint32_t, float fZ, uint32_t) override
     {
-        return Enter(NullCallLine("Clear", {nFlags}), "Clear");
+        if (HRESULT hr = Enter(NullCallLine("Clear", {nFlags}), "Clear"); hr != S_OK)
+            return hr;
+        if (Mirror() && (nFlags & D3DCLEAR_ZBUFFER))
+            State().fClearZ = fZ;
+        return S_OK;
     }
 
     HRESULT DrawPrimitive(uint32_t nType, uint32_t nFvf, void* pVertices, uint32_t nCount,

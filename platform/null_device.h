@@ -31,6 +31,7 @@ struct CNullDeviceState {
     // Indexed by D3DTRANSFORMSTATETYPE; identity from the making of a device.
     D3DMATRIX Transforms[4] = {};
     D3DVIEWPORT7 Viewport = {};
+    float fClearZ = 0.0f; // the depth the z-buffer was cleared to last
     D3DMATERIAL7 Material = {};
     std::map<uint32_t, D3DLIGHT7> Lights;
     std::map<uint32_t, bool> LightEnabled;

@@ -117,7 +117,9 @@ int CApplication::SetMaterial(const CMaterial& material)
 
 CMaterial CApplication::GetMaterial()
 {
+    // What a device that answers nothing leaves is the plain diffuse material.
     D3DMATERIAL7 record = {};
+    MATERIAL_DIFFUSE.ToD3D(&record);
     GetDevice()->GetMaterial(&record);
     return FromD3D(record);
 }
