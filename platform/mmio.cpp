@@ -1,8 +1,9 @@
 // Buffered RIFF reading over the file layer. A file keeps one read buffer of
 // 8 KiB; its logical position is the buffer's file offset plus the index of
-// the next byte in it. Chunk headers are checked against the file size and
-// the parent chunk, so that a damaged file gives an error and not a read far
-// past its data.
+// the next byte in it. A chunk header must lie within the file and the parent
+// chunk; the size it gives may run past both, as streaming tools and cut
+// files have it: the chunk is found, and reading its data stops at the end
+// of the file.
 #include "platform/mmio.h"
 
 #include "platform/files.h"
@@ -128,7 +129,7 @@ bool IsListChunk(FOURCC id)
 }
 
 // Reads the chunk header at the current position into chunk, checking that
-// the chunk lies within nLimit; leaves the position after the header (and
+// the header lies within nLimit; leaves the position after the header (and
 // after the form type of a RIFF or LIST chunk).
 int ReadChunkHeader(HMMIO hFile, MMCKINFO* pChunk, int64_t nLimit)
 {
@@ -143,8 +144,6 @@ int ReadChunkHeader(HMMIO hFile, MMCKINFO* pChunk, int64_t nLimit)
     pChunk->dwDataOffset = static_cast<uint32_t>(nStart + CHUNK_HEADER_SIZE);
     pChunk->fccType = 0;
     pChunk->dwFlags = 0;
-    if (pChunk->dwDataOffset + static_cast<int64_t>(pChunk->cksize) > nLimit)
-        return MMIOERR_CHUNKNOTFOUND;
     if (IsListChunk(pChunk->ckid)) {
         uint8_t type[4];
         if (pChunk->cksize < 4 || hFile->Read(reinterpret_cast<char*>(type), 4) != 4)
