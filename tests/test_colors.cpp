@@ -1,93 +1,62 @@
+// Colours, materials and lights: the device's record layouts, the named
+// constants, and the defaults each kind of light fills in.
 #include "render/colors.h"
 
 #include <gtest/gtest.h>
 
 #include <cfloat>
 #include <cmath>
-#include <cstring>
 
 namespace {
 
-void ExpectColor(const CColor& c, float r, float g, float b, float a)
+static_assert(sizeof(CColor) == sizeof(D3DCOLORVALUE) && sizeof(CMaterial) == sizeof(D3DMATERIAL7) &&
+              sizeof(CLight) == sizeof(D3DLIGHT7));
+
+bool Is(const CColor& c, float r, float g, float b)
 {
-    EXPECT_EQ(c.r, r);
-    EXPECT_EQ(c.g, g);
-    EXPECT_EQ(c.b, b);
-    EXPECT_EQ(c.a, a);
+    return c.r == r && c.g == g && c.b == b && c.a == 1.0f;
 }
 
-bool SameBytes(const CColor& c, const D3DCOLORVALUE& v)
+TEST(Colors, ConstantsHaveTheirChannelsAndMaterialsTheirParts)
 {
-    return std::memcmp(&c, &v, sizeof v) == 0;
+    EXPECT_TRUE(Is(COLOR_BROWN, 0.5f, 0.25f, 0) && Is(COLOR_ORANGE, 1, 0.5f, 0.25f));
+    EXPECT_TRUE(Is(COLOR_PURPLE, 0.5f, 0, 0.5f) && Is(COLOR_YELLOW, 1, 1, 0));
+    const CMaterial* materials[] = {&MATERIAL_DIFFUSE, &MATERIAL_SHINY, &MATERIAL_AMBIENT,
+                                    &MATERIAL_WHITE};
+    // Diffuse, ambient, specular, emissive as white (1) or black (0), power.
+    const float parts[4][5] = {{1, 0, 0, 0, 1}, {1, 0, 1, 0, 5}, {0, 1, 0, 0, 1}, {1, 1, 1, 1, 5}};
+    for (int i = 0; i < 4; ++i) {
+        const CMaterial& m = *materials[i];
+        const float* p = parts[i];
+        EXPECT_TRUE(Is(m.Diffuse, p[0], p[0], p[0]) && Is(m.Ambient, p[1], p[1], p[1])) << i;
+        EXPECT_TRUE(Is(m.Specular, p[2], p[2], p[2]) && Is(m.Emissive, p[3], p[3], p[3])) << i;
+        EXPECT_EQ(m.fPower, p[4]) << i;
+    }
+    D3DMATERIAL7 out{};
+    EXPECT_EQ(MATERIAL_SHINY.ToD3D(&out), &out);
+    EXPECT_TRUE(out.dcvSpecular.g == 1.0f && out.dcvAmbient.r == 0.0f && out.dvPower == 5.0f);
+}
+
+TEST(Colors, EachLightConstructorSetsItsOwnKindAndDefaults)
+{
+    const CLight point;
+    EXPECT_EQ(point.nType, D3DLIGHT_POINT);
+    EXPECT_TRUE(Is(point.Diffuse, 1, 1, 1) && Is(point.Specular, 0, 0, 0) && Is(point.Ambient, 0, 0, 0));
+    // Does not weaken with distance, and reaches as far as the device allows.
+    EXPECT_TRUE(point.fAttenuation0 == 1 && point.fAttenuation1 == 0 && point.fAttenuation2 == 0);
+    EXPECT_EQ(point.fRange, std::sqrt(FLT_MAX));
+
+    CLight light(COLOR_RED, COLOR_GREEN, COLOR_BLUE, CVector(0, -1, 0));
+    EXPECT_TRUE(light.nType == D3DLIGHT_DIRECTIONAL && light.fRange == 0 && light.fAttenuation0 == 0);
+    EXPECT_TRUE(light.Direction.y == -1.0f && Is(light.Ambient, 0, 0, 1));
+    light.SetSpot(COLOR_RED, COLOR_GREEN, COLOR_BLUE, CVector(1, 2, 3), CVector(0, 0, 1), 50.0f, 2.0f,
+                  0.3f, 0.6f, 1.0f, 0.5f, 0.25f);
+    EXPECT_TRUE(light.nType == D3DLIGHT_SPOT && light.fFalloff == 2.0f && light.fPhi == 0.6f);
+    light.SetPoint(COLOR_WHITE, COLOR_BLACK, COLOR_BLACK, CVector(4, 5, 6), 10.0f, 1, 0, 0);
+    EXPECT_TRUE(light.nType == D3DLIGHT_POINT && light.Direction.z == 0 && light.fFalloff == 0);
+    D3DLIGHT7 out{};
+    light.ToD3D(&out);
+    EXPECT_TRUE(out.dltType == D3DLIGHT_POINT && out.dvPosition.z == 6.0f && out.dvRange == 10.0f);
 }
 
 } // namespace
-
-TEST(Colors, LayoutsMatchTheDeviceRecords)
-{
-    static_assert(sizeof(CColor) == sizeof(D3DCOLORVALUE));
-    static_assert(sizeof(CMaterial) == sizeof(D3DMATERIAL7));
-    static_assert(sizeof(CLight) == sizeof(D3DLIGHT7));
-    EXPECT_EQ(D3DLIGHT_RANGE_MAX, std::sqrt(FLT_MAX));
-}
-
-TEST(Colors, ConstantsAndMaterials)
-{
-    ExpectColor(COLOR_BROWN, 0.5f, 0.25f, 0.0f, 1.0f);
-    ExpectColor(COLOR_ORANGE, 1.0f, 0.5f, 0.25f, 1.0f);
-    ExpectColor(COLOR_BLACK, 0, 0, 0, 1.0f);
-
-    ExpectColor(MATERIAL_SHINY.Specular, 1, 1, 1, 1);
-    EXPECT_EQ(MATERIAL_SHINY.fPower, 5.0f);
-    ExpectColor(MATERIAL_AMBIENT.Diffuse, 0, 0, 0, 1);
-    ExpectColor(MATERIAL_AMBIENT.Ambient, 1, 1, 1, 1);
-
-    D3DMATERIAL7 out{};
-    EXPECT_EQ(MATERIAL_WHITE.ToD3D(&out), &out);
-    EXPECT_TRUE(SameBytes(MATERIAL_WHITE.Emissive, out.dcvEmissive));
-    EXPECT_EQ(out.dvPower, 5.0f);
-}
-
-TEST(Colors, DefaultLightIsAnUnweakenedWhitePoint)
-{
-    CLight light;
-    EXPECT_EQ(light.nType, D3DLIGHT_POINT);
-    ExpectColor(light.Diffuse, 1, 1, 1, 1);
-    ExpectColor(light.Specular, 0, 0, 0, 1);
-    EXPECT_EQ(light.fAttenuation0, 1.0f);
-    EXPECT_EQ(light.fAttenuation1, 0.0f);
-    EXPECT_EQ(light.fAttenuation2, 0.0f);
-    EXPECT_EQ(light.fRange, D3DLIGHT_RANGE_MAX);
-    EXPECT_EQ(light.fTheta, 0.0f);
-}
-
-TEST(Colors, EachConstructorSetsItsOwnKind)
-{
-    CLight directional(COLOR_RED, COLOR_GREEN, COLOR_BLUE, CVector(0, -1, 0));
-    EXPECT_EQ(directional.nType, D3DLIGHT_DIRECTIONAL);
-    EXPECT_EQ(directional.fRange, 0.0f);
-    EXPECT_EQ(directional.fAttenuation0, 0.0f);
-    EXPECT_EQ(directional.Position.x, 0.0f);
-    EXPECT_EQ(directional.Direction.y, -1.0f);
-
-    CLight spot(COLOR_RED, COLOR_GREEN, COLOR_BLUE, CVector(1, 2, 3), CVector(0, 0, 1), 50.0f,
-                2.0f, 0.3f, 0.6f, 1.0f, 0.5f, 0.25f);
-    EXPECT_EQ(spot.nType, D3DLIGHT_SPOT);
-    EXPECT_EQ(spot.fFalloff, 2.0f);
-    EXPECT_EQ(spot.fTheta, 0.3f);
-    EXPECT_EQ(spot.fPhi, 0.6f);
-    EXPECT_EQ(spot.fAttenuation2, 0.25f);
-
-    // Re-filling an existing light changes its kind, whatever it was.
-    spot.SetPoint(COLOR_WHITE, COLOR_BLACK, COLOR_BLACK, CVector(4, 5, 6), 10.0f, 1, 0, 0);
-    EXPECT_EQ(spot.nType, D3DLIGHT_POINT);
-    EXPECT_EQ(spot.Direction.z, 0.0f);
-    EXPECT_EQ(spot.fFalloff, 0.0f);
-
-    D3DLIGHT7 out{};
-    spot.ToD3D(&out);
-    EXPECT_EQ(out.dltType, D3DLIGHT_POINT);
-    EXPECT_EQ(out.dvPosition.z, 6.0f);
-    EXPECT_EQ(out.dvRange, 10.0f);
-    EXPECT_TRUE(SameBytes(spot.Diffuse, out.dcvDiffuse));
-}

@@ -8,7 +8,15 @@
 
 namespace {
 
-using DeviceSelectTest = AppTest;
+class DeviceSelectTest : public AppTest {
+protected:
+    uint32_t ZBufferCaps()
+    {
+        DDSURFACEDESC2 desc = {};
+        App->pZBuffer->GetSurfaceDesc(&desc);
+        return desc.ddsCaps.dwCaps;
+    }
+};
 
 // An application that refuses one device type.
 class CPickyApp : public CApplication {
@@ -29,10 +37,12 @@ TEST_F(DeviceSelectTest, TheAllowedKindsAndTheOrderPickTheDevice)
     EXPECT_TRUE(LoggedInOrder({"CreateSurface zbuffer 1024 768 24 8", "CreateDevice tnlhal",
                                "SetViewport 0 0 1024 768", "SetTransform 3", "SetTransform 1",
                                "SetTransform 2"}));
+    EXPECT_NE(ZBufferCaps() & DDSCAPS_VIDEOMEMORY, 0u);
     Config.bHardwareDevices = 0;
     StartDevices();
     EXPECT_TRUE(App->DeviceInfo.deviceGUID == IID_IDirect3DRGBDevice);
     EXPECT_FALSE(App->IsHardwareDevice());
+    EXPECT_NE(ZBufferCaps() & DDSCAPS_SYSTEMMEMORY, 0u);
     Config.bSoftwareDevices = 0;
     EXPECT_EQ(ThrownMessage([&] { StartDevices(); }),
               "CreateD3D: Device enumeration failed, or no compatible devices could be found.");

@@ -1,3 +1,5 @@
+// Hit regions: which points, circles and rectangles each shape holds, with
+// edges included and 32-bit arithmetic, its bounds and its copies.
 #include "controls/region.h"
 
 #include <gtest/gtest.h>
@@ -26,14 +28,18 @@ TEST(Region, RectHoldsItsEdgesAndNothingBeyond)
     for (POINT p : {POINT{9, 30}, POINT{31, 30}, POINT{20, 19}, POINT{20, 41}})
         EXPECT_FALSE(rect.Contains(p)) << p.x << "," << p.y;
     EXPECT_TRUE(rect.ContainsCircle(POINT{20, 30}, 10)); // touches all four edges
-    EXPECT_FALSE(rect.ContainsCircle(POINT{21, 30}, 10));
+    for (POINT c : {POINT{19, 30}, POINT{21, 30}, POINT{20, 29}, POINT{20, 31}})
+        EXPECT_FALSE(rect.ContainsCircle(c, 10)) << c.x << "," << c.y;
     EXPECT_TRUE(rect.ContainsRect(RECT{10, 20, 30, 40}));
-    EXPECT_FALSE(rect.ContainsRect(RECT{10, 20, 30, 41}));
+    for (RECT r : {RECT{9, 20, 30, 40}, RECT{10, 19, 30, 40}, RECT{10, 20, 31, 40}, RECT{10, 20, 30, 41}})
+        EXPECT_FALSE(rect.ContainsRect(r)) << r.left << "," << r.top << "," << r.right << "," << r.bottom;
+    EXPECT_TRUE(SameRect(BoundsOf(rect), RECT{10, 20, 30, 40}));
 }
 
 TEST(Region, PointHoldsOnlyShapesShrunkToIt)
 {
     const CPointRegion point(POINT{5, -7});
+    EXPECT_TRUE(point.Contains(POINT{5, -7}) && !point.Contains(POINT{5, -6}));
     EXPECT_TRUE(point.ContainsCircle(POINT{5, -7}, 0));
     EXPECT_FALSE(point.ContainsCircle(POINT{5, -7}, 1));
     EXPECT_TRUE(point.ContainsRect(RECT{5, -7, 5, -7}));
@@ -42,43 +48,39 @@ TEST(Region, PointHoldsOnlyShapesShrunkToIt)
     EXPECT_TRUE(SameRect(BoundsOf(point), RECT{5, -7, 5, -7}));
 }
 
-TEST(Region, CircleComparesSquares)
+TEST(Region, CircleComparesSquaresAndTheDifferenceOfSquares)
 {
     const CCircleRegion circle(POINT{0, 0}, 5);
     EXPECT_TRUE(circle.Contains(POINT{3, -4})); // on the rim
     EXPECT_FALSE(circle.Contains(POINT{4, 4}));
-    // The difference of the squares: 16 <= 25 - 9, although 4 + 3 > 5.
+    // 16 <= 25 - 9, although 4 + 3 > 5.
     EXPECT_TRUE(circle.ContainsCircle(POINT{4, 0}, 3));
     EXPECT_FALSE(circle.ContainsCircle(POINT{4, 0}, 4));
     // Every corner counts: each rectangle below has one corner outside.
     EXPECT_TRUE(circle.ContainsRect(RECT{-3, -4, 3, 4}));
     for (RECT r : {RECT{-4, -4, 3, 3}, RECT{-3, -4, 4, 3}, RECT{-3, -3, 4, 4}, RECT{-4, -3, 3, 4}})
         EXPECT_FALSE(circle.ContainsRect(r)) << r.left << "," << r.top;
+    EXPECT_TRUE(SameRect(BoundsOf(CCircleRegion(10, 20, 5)), RECT{5, 15, 15, 25}));
     // Radius 0 holds exactly its centre.
     const CCircleRegion dot(7, 8, 0);
-    EXPECT_TRUE(dot.Contains(POINT{7, 8}));
-    for (POINT p : {POINT{6, 8}, POINT{8, 8}, POINT{7, 7}, POINT{7, 9}})
-        EXPECT_FALSE(dot.Contains(p));
-    // 32-bit arithmetic: 50000² wraps negative, so not even the centre is in.
+    EXPECT_TRUE(dot.Contains(POINT{7, 8}) && !dot.Contains(POINT{8, 8}) && !dot.Contains(POINT{7, 9}));
+    // 32-bit arithmetic: 50000 squared wraps negative, so not even the centre is in.
     EXPECT_FALSE(CCircleRegion(0, 0, 50000).Contains(POINT{0, 0}));
 }
 
-TEST(Region, CloneIsAnIndependentCopyOfTheSameShape)
+TEST(Region, ClonesAreIndependentCopiesOfTheSameShape)
 {
     CCircleRegion circle(10, 10, 5);
-    std::unique_ptr<CRegion> pCircle(circle.Clone());
+    const std::unique_ptr<CRegion> pCircle(circle.Clone());
     circle.Set(100, 100, 1);
     EXPECT_TRUE(pCircle->Contains(POINT{13, 14}));
     EXPECT_FALSE(pCircle->Contains(POINT{14, 14})); // a circle, not its bounds
-    EXPECT_TRUE(SameRect(BoundsOf(*pCircle), RECT{5, 5, 15, 15}));
-
     CRectRegion rect(RECT{1, 2, 3, 4});
-    std::unique_ptr<CRegion> pRect(rect.Clone());
+    const std::unique_ptr<CRegion> pRect(rect.Clone());
     rect.Set(0, 0, 0, 0);
     EXPECT_TRUE(SameRect(BoundsOf(*pRect), RECT{1, 2, 3, 4}));
-
     CPointRegion point(2, 3);
-    std::unique_ptr<CRegion> pPoint(point.Clone());
+    const std::unique_ptr<CRegion> pPoint(point.Clone());
     point.Set(0, 0);
     EXPECT_TRUE(pPoint->Contains(POINT{2, 3}));
 }

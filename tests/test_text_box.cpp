@@ -76,19 +76,20 @@ TEST_F(TextBoxTest, OneQuadPerCharacterWithTheFontsWidths)
 
 TEST_F(TextBoxTest, LinesAreCutAtTheEdgesWhereTheyStart)
 {
-    // A line is cut at the right edge until the next line feed; its last
-    // glyph may reach beyond.
-    LayOut(CRectRegion(0, 0, 100, 300), "abcdefg\nxy");
-    EXPECT_EQ(Glyphs(), "abcdxy");
-    EXPECT_EQ(Quad(3), (Q{96, 0, 128, 64}));
-    EXPECT_EQ(Quad(4), (Q{0, 64, 32, 128}));
+    // The pen reaches the right edge after "abc": the rest of the line is
+    // cut until the next line feed.
+    LayOut(CRectRegion(0, 0, 96, 300), "abcdefg\nxy");
+    EXPECT_EQ(Glyphs(), "abcxy");
+    EXPECT_EQ(Quad(3), (Q{0, 64, 32, 128}));
+    // A glyph that starts inside may reach beyond the edge.
+    LayOut(CRectRegion(0, 0, 95, 300), "abcd");
+    EXPECT_EQ(Quad(2), (Q{64, 0, 96, 64}));
 
-    // Only the start of a line meets the bottom: "b" reaches below it, and
-    // the line feed after it ends the walk.
-    LayOut(CRectRegion(0, 0, 300, 100), "a\nb\nc");
+    // Only the start of a line meets the bottom: the line feed that brings
+    // the pen onto it ends the walk.
+    LayOut(CRectRegion(0, 0, 300, 128), "a\nb\nc");
     EXPECT_EQ(Glyphs(), "ab");
     EXPECT_EQ(Quad(1), (Q{0, 64, 32, 128}));
-
     LayOut(CRectRegion(0, 0, 300, 300), "\n\n\n");
     EXPECT_EQ(Box.GlyphCount, 0);
 }

@@ -1,3 +1,5 @@
+// Texture surfaces: filling the staging surface, the mip box filter, the
+// choice of a texture format and the codes of the two ways to make one.
 #include "resources/texture_surface.h"
 
 #include "app_fixture.h"
@@ -27,7 +29,7 @@ protected:
     CTextureSurface Texture;
 };
 
-TEST_F(TextureSurfaceTest, FillFromRGBScalesBytesIntoTheMasks)
+TEST_F(TextureSurfaceTest, FillFromRGBScalesEachByteIntoItsMask)
 {
     const unsigned char pixels[] = {255, 255, 255, 16, 16, 16, 0, 0, 0, 255, 0, 0};
     IDirectDrawSurface7* pStaging = Staging(2, 2);
@@ -41,11 +43,9 @@ TEST_F(TextureSurfaceTest, FillFromRGBScalesBytesIntoTheMasks)
     pStaging->Release();
 }
 
-TEST_F(TextureSurfaceTest, MipLevelsAreBoxFiltered)
+TEST_F(TextureSurfaceTest, MipLevelsAreTwoByTwoBoxAverages)
 {
-    // 8 bits a channel keep the averages exact. FillFromRGB copies red into
-    // the first byte, which these masks read as blue; the filter works per
-    // channel, so the order does not matter.
+    // 8 bits a channel keep the averages exact.
     GetNullConfig().DisplayFormat = MakeRGBFormat(32, 8, 8, 8, 0);
     GetNullConfig().TextureFormats = {MakeRGBFormat(32, 8, 8, 8, 0)};
     const unsigned char pixels[] = {
@@ -53,8 +53,7 @@ TEST_F(TextureSurfaceTest, MipLevelsAreBoxFiltered)
         8, 16, 24, 12, 24, 36, 100, 0, 0, 100, 0, 0,
     };
     ASSERT_EQ(Texture.Create(App.get(), 4, 2, pixels, 3), 0);
-    EXPECT_EQ(Level(Texture.GetSurface(), 1)->GetWidth(), 2u);
-    EXPECT_EQ(Level(Texture.GetSurface(), 2)->GetHeight(), 1u);
+    EXPECT_EQ(Texture.bMipmapped, 1);
     EXPECT_EQ(Level(Texture.GetSurface(), 1)->ReadPixel(0, 0), 0x1E140Au);
     EXPECT_EQ(Level(Texture.GetSurface(), 1)->ReadPixel(1, 0), 0x4Bu);
     // The 2x1 level has no second row: its own row counts twice.
@@ -64,66 +63,65 @@ TEST_F(TextureSurfaceTest, MipLevelsAreBoxFiltered)
 TEST_F(TextureSurfaceTest, MipLevelsNeedACountAndTheFilterCaps)
 {
     ASSERT_EQ(Texture.Create(App.get(), 8, 8, nullptr, 0), 0);
-    EXPECT_EQ(Texture.bMipmapped, 0);
-    EXPECT_EQ(Level(Texture.GetSurface(), 1), nullptr);
+    EXPECT_TRUE(Texture.bMipmapped == 0 && Level(Texture.GetSurface(), 1) == nullptr);
     GetNullConfig().nTextureFilterCaps = 0;
     StartDevices();
     ASSERT_EQ(Texture.Create(App.get(), 8, 8, nullptr, 4), 0);
-    EXPECT_EQ(Level(Texture.GetSurface(), 1), nullptr);
+    EXPECT_TRUE(Texture.bMipmapped == 0 && Level(Texture.GetSurface(), 1) == nullptr);
 }
 
-TEST_F(TextureSurfaceTest, ChooseFormatMatchesChannelWidths)
+TEST_F(TextureSurfaceTest, ChooseFormatTakesTheLastMatchingWidthsAndKeysHalfRedAndBlue)
 {
     IDirectDrawSurface7* pStaging = Staging(2, 2);
     DDPIXELFORMAT swapped = MakeRGBFormat(16, 5, 6, 5, 0);
     std::swap(swapped.dwRBitMask, swapped.dwBBitMask);
     DDPIXELFORMAT fourCC = MakeRGBFormat(16, 5, 6, 5, 0);
     fourCC.dwFourCC = 0x31545844;
-    // Of two fits the last enumerated wins; a FourCC never fits.
     GetNullConfig().TextureFormats = {MakeRGBFormat(16, 5, 6, 5, 0), swapped, fourCC};
     Texture.SetColorKey(1, 0, 1);
     EXPECT_EQ(Texture.ChooseFormat(App->GetDevice(), pStaging), 0);
     EXPECT_EQ(Texture.Desc.ddpfPixelFormat.dwRBitMask, 0x1Fu);
     EXPECT_EQ(Texture.Desc.ddckCKSrcBlt.dwColorSpaceLowValue, 0x780Fu);
+    EXPECT_EQ(Texture.Desc.ddckCKSrcBlt.dwColorSpaceHighValue, 0x780Fu);
     GetNullConfig().TextureFormats = {fourCC, MakeRGBFormat(16, 5, 5, 5, 1)};
     EXPECT_EQ(Texture.ChooseFormat(App->GetDevice(), pStaging), 0x8000);
     pStaging->Release();
 }
 
-TEST_F(TextureSurfaceTest, LoadFromBitmapCodes)
+TEST_F(TextureSurfaceTest, LoadFromBitmapAnswersACodeForEachStep)
 {
     EXPECT_EQ(Texture.LoadFromBitmap(nullptr, "x", 0, 0, 0), 1);
     EXPECT_EQ(Texture.LoadFromBitmap(App.get(), "C:\\none.bmp", 0, 0, 0), 2);
     samples::CImage image(4, 2);
     image.Set(3, 1, 255, 0, 0);
     WriteBitmap("pic.bmp", image);
-    Texture.SetStage(2);
+    Texture.SetStage(7);
     Texture.SetStage(8); // stages run from 0 to 7
     Texture.SetStage(-1);
     ASSERT_EQ(Texture.LoadFromBitmap(App.get(), "C:\\pic.bmp", 0, 0, 0), 0);
-    EXPECT_EQ(Texture.GetWidth(), 4);
-    EXPECT_EQ(Texture.Desc.dwTextureStage, 2u);
+    EXPECT_TRUE(Texture.GetWidth() == 4 && Texture.Desc.dwTextureStage == 7);
     EXPECT_EQ(Level(Texture.GetSurface(), 0)->ReadPixel(3, 1), 0xF800u);
+    // The hardware device loads the final surface; nothing is blitted.
+    EXPECT_TRUE(CountLogged("Load") == 1 && CountLogged("Blt copy") == 0);
 
-    GetNullConfig().Failures = {{"CreateSurface", E_FAIL}};
-    EXPECT_EQ(Texture.LoadFromBitmap(App.get(), "C:\\pic.bmp", 0, 0, 0), 3);
-    GetNullConfig().Failures = {{"Load", E_FAIL}};
-    EXPECT_EQ(Texture.LoadFromBitmap(App.get(), "C:\\pic.bmp", 0, 0, 0), 5);
+    const std::pair<const char*, int> failures[] = {{"CreateSurface", 3}, {"Load", 5}};
+    for (const auto& [pszCall, nCode] : failures) {
+        GetNullConfig().Failures = {{pszCall, E_FAIL}};
+        EXPECT_EQ(Texture.LoadFromBitmap(App.get(), "C:\\pic.bmp", 0, 0, 0), nCode);
+    }
     GetNullConfig().Failures.clear();
     GetNullConfig().TextureFormats = {MakeRGBFormat(16, 5, 5, 5, 1)};
     EXPECT_EQ(Texture.LoadFromBitmap(App.get(), "C:\\pic.bmp", 0, 0, 0), 4);
-    EXPECT_EQ(Texture.GetSurface(), nullptr);
-    EXPECT_EQ(Texture.GetWidth(), 0);
+    EXPECT_TRUE(Texture.GetSurface() == nullptr && Texture.GetWidth() == 0);
 }
 
-TEST_F(TextureSurfaceTest, CreateGoesOnWithoutAFittingFormat)
+TEST_F(TextureSurfaceTest, CreateOnASoftwareDeviceBlitsEveryLevelWithoutAFittingFormat)
 {
     Config.bHardwareDevices = 0;
     StartDevices();
     GetNullConfig().TextureFormats.clear();
     const unsigned char pixels[] = {255, 0, 0, 0, 0, 255, 0, 255, 0, 255, 255, 255};
     ASSERT_EQ(Texture.Create(App.get(), 2, 2, pixels, 2), 0);
-    // The display's format, the top level and the next copied by blits.
     EXPECT_EQ(CountLogged("Load"), 0);
     EXPECT_EQ(Level(Texture.GetSurface(), 0)->ReadPixel(1, 0), 0x1Fu);
     EXPECT_EQ(Level(Texture.GetSurface(), 1)->ReadPixel(0, 0), 0x7BEFu);
