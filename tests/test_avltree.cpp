@@ -12,7 +12,7 @@
 
 namespace {
 
-// A node that counts the live objects, so deletion by the tree can be seen.
+// Counts the live nodes, so that deletion by the tree can be seen.
 class CCountedNode : public CAVLNode {
 public:
     explicit CCountedNode(int nKeyIn) : CAVLNode(nKeyIn) { ++nLive; }
@@ -28,31 +28,18 @@ public:
     CAVLNode* pRoot = nullptr;
 };
 
-// The keys in order, after checking that every child names its parent; the
-// height of the tallest path and whether every node is within one level.
-struct CScan {
-    std::vector<int> Keys;
-    bool bLinked = true;
-    bool bBalanced = true;
-};
-
-int ScanNode(const CAVLNode* pNode, const CAVLNode* pParent, CScan& scan)
+// Appends the keys in order and gives the height; -1 when a child does not
+// name its parent or, with bStrict, a node leans by more than one level.
+int Walk(const CAVLNode* pNode, const CAVLNode* pParent, bool bStrict, std::vector<int>& keys)
 {
     if (!pNode)
         return 0;
-    scan.bLinked = scan.bLinked && pNode->pParent == pParent;
-    const int nLeft = ScanNode(pNode->pLeft, pNode, scan);
-    scan.Keys.push_back(pNode->nKey);
-    const int nRight = ScanNode(pNode->pRight, pNode, scan);
-    scan.bBalanced = scan.bBalanced && std::abs(nLeft - nRight) <= 1;
+    const int nLeft = Walk(pNode->pLeft, pNode, bStrict, keys);
+    keys.push_back(pNode->nKey);
+    const int nRight = Walk(pNode->pRight, pNode, bStrict, keys);
+    if (pNode->pParent != pParent || nLeft < 0 || nRight < 0 || (bStrict && std::abs(nLeft - nRight) > 1))
+        return -1;
     return 1 + std::max(nLeft, nRight);
-}
-
-CScan Scan(const CTestTree& tree)
-{
-    CScan scan;
-    ScanNode(tree.pRoot, nullptr, scan);
-    return scan;
 }
 
 class AVLTreeTest : public ::testing::Test {
@@ -63,30 +50,24 @@ protected:
         Tree.Clear();
         EXPECT_EQ(CCountedNode::nLive, 0) << "nodes leaked or deleted twice";
     }
-    CAVLNode* Insert(int nKey, bool* pResult = nullptr)
-    {
-        CAVLNode* pNode = new CCountedNode(nKey);
-        const bool bResult = Tree.Insert(pNode, Tree.ppRoot, nullptr);
-        if (pResult)
-            *pResult = bResult;
-        return pNode;
-    }
-    std::vector<CAVLNode*> InsertAll(std::initializer_list<int> keys)
+    std::vector<CAVLNode*> Insert(std::initializer_list<int> keys, bool* pLast = nullptr)
     {
         std::vector<CAVLNode*> nodes;
-        for (int nKey : keys)
-            nodes.push_back(Insert(nKey));
+        for (int nKey : keys) {
+            nodes.push_back(new CCountedNode(nKey));
+            const bool bResult = Tree.Insert(nodes.back(), Tree.ppRoot, nullptr);
+            if (pLast)
+                *pLast = bResult;
+        }
         return nodes;
     }
-    // Removes by key and deletes; the node removed, or null.
+    // Removes by key and deletes; the node removed (no longer valid), or null.
     const CAVLNode* Remove(int nKey)
     {
         const CAVLNode probe(nKey);
         CAVLNode* pOut = Tree.Remove(&probe, Tree.ppRoot);
-        if (pOut) {
-            EXPECT_TRUE(!pOut->pLeft && !pOut->pRight && !pOut->pParent) << "links kept";
-            delete pOut;
-        }
+        EXPECT_TRUE(!pOut || (!pOut->pLeft && !pOut->pRight && !pOut->pParent)) << "links kept";
+        delete pOut;
         return pOut;
     }
     CAVLNode* Find(int nKey)
@@ -94,19 +75,25 @@ protected:
         const CAVLNode probe(nKey);
         return Tree.Find(&probe, Tree.pRoot);
     }
+    // The keys in order, empty when a link is broken or (bStrict) a node leans.
+    std::vector<int> Keys(bool bStrict = false)
+    {
+        std::vector<int> keys;
+        return Walk(Tree.pRoot, nullptr, bStrict, keys) >= 0 ? keys : std::vector<int>{};
+    }
     static bool Links(const CAVLNode* pNode, const CAVLNode* pLeft, const CAVLNode* pRight)
     {
         return pNode->pLeft == pLeft && pNode->pRight == pRight &&
                (!pLeft || pLeft->pParent == pNode) && (!pRight || pRight->pParent == pNode);
     }
+    bool IsRoot(const CAVLNode* pNode) const { return Tree.pRoot == pNode && !pNode->pParent; }
 
     CTestTree Tree;
 };
 
 TEST_F(AVLTreeTest, EmptyAndUnrootedTreesAnswerNullAndFalse)
 {
-    EXPECT_EQ(Find(1), nullptr);
-    EXPECT_EQ(Remove(1), nullptr);
+    EXPECT_TRUE(Find(1) == nullptr && Remove(1) == nullptr);
     CAVLTree unrooted;
     CAVLNode item(1);
     EXPECT_FALSE(unrooted.Insert(&item, unrooted.ppRoot, nullptr));
@@ -116,112 +103,93 @@ TEST_F(AVLTreeTest, EmptyAndUnrootedTreesAnswerNullAndFalse)
 TEST_F(AVLTreeTest, InsertRotatesOnceAndTheRotationEndsTheClimb)
 {
     bool bResult = false;
-    CAVLNode* p1 = Insert(1, &bResult);
-    EXPECT_TRUE(bResult && Tree.pRoot == p1 && p1->pParent == nullptr);
-    CAVLNode* p2 = Insert(2, &bResult);
+    auto n = Insert({1}, &bResult);
+    EXPECT_TRUE(bResult && IsRoot(n[0]));
+    n = Insert({2}, &bResult);
     EXPECT_TRUE(bResult);
-    CAVLNode* p3 = Insert(3, &bResult);
+    n = Insert({3}, &bResult);
     EXPECT_FALSE(bResult) << "the item is stored, but a rotation ended the climb";
-    EXPECT_TRUE(Tree.pRoot == p2 && p2->pParent == nullptr && Links(p2, p1, p3));
-
+    EXPECT_TRUE(IsRoot(Find(2)) && Links(Find(2), Find(1), n[0]));
     // An inner grandchild is raised by a double rotation.
     Tree.Clear();
-    const auto nodes = InsertAll({30, 10, 20});
-    EXPECT_TRUE(Tree.pRoot == nodes[2] && Links(nodes[2], nodes[1], nodes[0]));
-    EXPECT_TRUE(Links(nodes[1], nullptr, nullptr) && Links(nodes[0], nullptr, nullptr));
-}
-
-TEST_F(AVLTreeTest, EqualKeysGoRightAndLookupsTakeTheOneNearerTheRoot)
-{
-    const auto nodes = InsertAll({5, 5});
-    EXPECT_TRUE(Links(nodes[0], nullptr, nodes[1]));
-    EXPECT_EQ(Find(5), nodes[0]);
-    EXPECT_EQ(Remove(5), nodes[0]);
-    EXPECT_EQ(Find(5), nodes[1]);
+    n = Insert({30, 10, 20});
+    EXPECT_TRUE(IsRoot(n[2]) && Links(n[2], n[1], n[0]) && Links(n[1], nullptr, nullptr));
+    // Equal keys go right, and lookups take the one nearer the root.
+    Tree.Clear();
+    n = Insert({5, 5});
+    EXPECT_TRUE(Links(n[0], nullptr, n[1]) && Find(5) == n[0]);
 }
 
 TEST_F(AVLTreeTest, RemoveUnlinksLeavesAndRaisesOnlyChildren)
 {
-    const auto n = InsertAll({20, 10, 30, 5, 40}); // 10 has a left child only, 30 a right one
-    EXPECT_EQ(Remove(11), nullptr);
-    EXPECT_EQ(Remove(45), nullptr);
-    EXPECT_EQ(Remove(10), n[1]);
-    EXPECT_EQ(Remove(30), n[2]);
-    EXPECT_TRUE(Links(n[0], n[3], n[4]));
-    EXPECT_EQ(Remove(5), n[3]);
-    EXPECT_EQ(Remove(40), n[4]);
-    EXPECT_EQ(Remove(20), n[0]);
+    const auto n = Insert({20, 10, 30, 5, 40}); // 10 has a left child only, 30 a right one
+    EXPECT_TRUE(Remove(11) == nullptr && Remove(45) == nullptr);
+    EXPECT_TRUE(Remove(10) == n[1] && Remove(30) == n[2] && Links(n[0], n[3], n[4]));
+    EXPECT_TRUE(Remove(5) == n[3] && Remove(40) == n[4] && Remove(20) == n[0]);
     EXPECT_EQ(Tree.pRoot, nullptr);
 }
 
 TEST_F(AVLTreeTest, RemoveRaisesALeftChildWithoutRightSubtreeAsItStands)
 {
-    const auto n = InsertAll({50, 30, 70, 20, 60, 80, 90});
-    ASSERT_TRUE(Tree.pRoot == n[0] && n[1]->pRight == nullptr);
+    const auto n = Insert({50, 30, 70, 20, 60, 80, 90});
     EXPECT_EQ(Remove(50), n[0]);
     // 30 takes the place with 70's subtree on its right and stays out of
     // balance by two: this level is not rebalanced.
-    EXPECT_TRUE(Tree.pRoot == n[1] && n[1]->pParent == nullptr && Links(n[1], n[3], n[2]));
+    EXPECT_TRUE(IsRoot(n[1]) && Links(n[1], n[3], n[2]));
     EXPECT_EQ(Tree.Height(n[1]->pRight) - Tree.Height(n[1]->pLeft), 2);
-    EXPECT_EQ(Scan(Tree).Keys, (std::vector<int>{20, 30, 60, 70, 80, 90}));
+    EXPECT_EQ(Keys(), (std::vector<int>{20, 30, 60, 70, 80, 90}));
     EXPECT_EQ(Find(90), n[6]);
 }
 
-TEST_F(AVLTreeTest, RemovePutsThePredecessorInPlaceAndRebalancesFromItsParent)
+TEST_F(AVLTreeTest, RemovePutsThePredecessorInPlaceAndRebalancesFromItsParentUp)
 {
-    auto n = InsertAll({50, 30, 70, 20, 40, 60, 80, 35});
+    auto n = Insert({50, 30, 70, 20, 40, 60, 80, 35});
     EXPECT_EQ(Remove(50), n[0]);
     // 40 takes the root with 50's links; its left child 35 moves up to 30.
-    EXPECT_TRUE(Tree.pRoot == n[4] && n[4]->pParent == nullptr && Links(n[4], n[1], n[2]));
-    EXPECT_TRUE(Links(n[1], n[3], n[7]));
-
+    EXPECT_TRUE(IsRoot(n[4]) && Links(n[4], n[1], n[2]) && Links(n[1], n[3], n[7]));
     // Here the predecessor's old parent falls out of balance: the climb
     // rotates it.
     Tree.Clear();
-    n = InsertAll({50, 30, 70, 20, 40, 60, 80, 10});
+    n = Insert({50, 30, 70, 20, 40, 60, 80, 10});
     EXPECT_EQ(Remove(50), n[0]);
-    EXPECT_TRUE(Tree.pRoot == n[4] && Links(n[4], n[3], n[2]) && Links(n[3], n[7], n[1]));
-    EXPECT_TRUE(Links(n[1], nullptr, nullptr) && Scan(Tree).bBalanced);
+    EXPECT_TRUE(IsRoot(n[4]) && Links(n[4], n[3], n[2]) && Links(n[3], n[7], n[1]));
+    EXPECT_EQ(Keys(true).size(), 7u);
 }
 
 TEST_F(AVLTreeTest, RemoveRebalancesEveryLevelOnTheWayBackWithASingleRotationOnTies)
 {
     // Removing 1 leaves 2 with a right subtree whose sides are of equal
     // height: the single rotation raises 4.
-    const auto n = InsertAll({2, 1, 4, 3, 5});
+    const auto n = Insert({2, 1, 4, 3, 5});
     EXPECT_EQ(Remove(1), n[1]);
-    EXPECT_TRUE(Tree.pRoot == n[2] && n[2]->pParent == nullptr && Links(n[2], n[0], n[4]));
-    EXPECT_TRUE(Links(n[0], nullptr, n[3]));
+    EXPECT_TRUE(IsRoot(n[2]) && Links(n[2], n[0], n[4]) && Links(n[0], nullptr, n[3]));
     // The mirror image: removing 5 raises 2 over 4.
     Tree.Clear();
-    const auto m = InsertAll({4, 5, 2, 3, 1});
+    const auto m = Insert({4, 5, 2, 3, 1});
     EXPECT_EQ(Remove(5), m[1]);
-    EXPECT_TRUE(Tree.pRoot == m[2] && Links(m[2], m[4], m[0]) && Links(m[0], m[3], nullptr));
+    EXPECT_TRUE(IsRoot(m[2]) && Links(m[2], m[4], m[0]) && Links(m[0], m[3], nullptr));
 }
 
 TEST_F(AVLTreeTest, DetachTakesThatNodeAmongEqualsAndRebalancesAbove)
 {
-    const auto n = InsertAll({5, 5, 5, 5, 5, 5, 5});
-    CAVLNode* pDeep = n[6];
-    ASSERT_NE(pDeep->pParent, nullptr);
-    EXPECT_EQ(Tree.Detach(pDeep), pDeep);
-    EXPECT_TRUE(!pDeep->pLeft && !pDeep->pRight && !pDeep->pParent);
-    delete pDeep;
-    // Detaching down one side until the tree would lean: it rebalances.
-    for (CAVLNode* pNode : {n[4], n[5]}) {
+    // Seven equal keys make a full tree: 3 over 1 (0, 2) and 5 (4, 6).
+    const auto n = Insert({5, 5, 5, 5, 5, 5, 5});
+    ASSERT_TRUE(IsRoot(n[3]) && Links(n[5], n[4], n[6]));
+    for (CAVLNode* pNode : {n[6], n[4], n[5]}) {
         EXPECT_EQ(Tree.Detach(pNode), pNode);
+        EXPECT_TRUE(!pNode->pLeft && !pNode->pRight && !pNode->pParent);
         delete pNode;
     }
-    const CScan scan = Scan(Tree);
-    EXPECT_TRUE(scan.Keys.size() == 4 && scan.bLinked && scan.bBalanced);
+    // Without its right side the root leant by two: 1 rose over it.
+    EXPECT_TRUE(IsRoot(n[1]) && Links(n[1], n[0], n[3]) && Links(n[3], n[2], nullptr));
     // A node that hangs in no tree, or in another one, is not touched.
     CCountedNode loose(5);
     EXPECT_EQ(Tree.Detach(&loose), nullptr);
     CTestTree other;
-    CAVLNode* pOther = new CCountedNode(1);
+    CAVLNode* pOther = new CCountedNode(5);
     other.Insert(pOther, other.ppRoot, nullptr);
     EXPECT_EQ(Tree.Detach(pOther), nullptr);
-    EXPECT_EQ(Scan(Tree).Keys.size(), 4u);
+    EXPECT_EQ(Keys(true).size(), 4u);
 }
 
 TEST_F(AVLTreeTest, RandomInsertsAndRemovesKeepOrderLinksAndMembership)
@@ -231,9 +199,8 @@ TEST_F(AVLTreeTest, RandomInsertsAndRemovesKeepOrderLinksAndMembership)
     for (int nStep = 0; nStep < 3000; ++nStep) {
         const int nKey = static_cast<int>(random() % 200) - 100;
         // Inserts alone first, then more inserts than removals, then fewer.
-        const bool bInsert = nStep < 300 || random() % 100 < (nStep < 1500 ? 65u : 35u);
-        if (bInsert) {
-            Insert(nKey);
+        if (nStep < 300 || random() % 100 < (nStep < 1500 ? 65u : 35u)) {
+            Insert({nKey});
             reference.insert(nKey);
         } else {
             const auto found = reference.find(nKey);
@@ -241,28 +208,20 @@ TEST_F(AVLTreeTest, RandomInsertsAndRemovesKeepOrderLinksAndMembership)
             if (found != reference.end())
                 reference.erase(found);
         }
-        const CScan scan = Scan(Tree);
-        ASSERT_TRUE(scan.bLinked) << nStep;
-        ASSERT_EQ(scan.Keys, std::vector<int>(reference.begin(), reference.end())) << nStep;
         // Inserts alone keep the tree strictly balanced.
-        ASSERT_TRUE(nStep >= 300 || scan.bBalanced) << nStep;
+        ASSERT_EQ(Keys(nStep < 300), std::vector<int>(reference.begin(), reference.end())) << nStep;
     }
     EXPECT_EQ(static_cast<size_t>(CCountedNode::nLive), reference.size());
 }
 
 TEST_F(AVLTreeTest, ClearAndDeleteSubtreeDeleteWhatTheyReach)
 {
-    InsertAll({1, 2, 3, 4, 5, 6, 7});
+    Insert({1, 2, 3, 4, 5, 6, 7});
     ASSERT_EQ(Tree.pRoot->nKey, 4);
     Tree.DeleteSubtree(&Tree.pRoot->pLeft);
     EXPECT_TRUE(Tree.pRoot->pLeft == nullptr && CCountedNode::nLive == 4);
     Tree.Clear();
     EXPECT_TRUE(Tree.pRoot == nullptr && CCountedNode::nLive == 0);
-    {
-        CTestTree scoped;
-        scoped.Insert(new CCountedNode(1), scoped.ppRoot, nullptr);
-    }
-    EXPECT_EQ(CCountedNode::nLive, 0);
 }
 
 } // namespace

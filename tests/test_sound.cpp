@@ -1,13 +1,9 @@
-// Sound: the wave file reader, the application's sound operations and their
-// messages, and the platform's buffers and mixer, over wave files written by
-// the tests.
-#include "frame/application.h"
-#include "frame/error.h"
+// Sound: the wave file reader and the application's sound operations with
+// their messages, over wave files written by the tests.
+#include "app_fixture.h"
 #include "input/wave_file.h"
-#include "platform/null_backend.h"
 #include "platform/sound_mixer.h"
 #include "riff_bytes.h"
-#include "scratch_dir.h"
 
 #include <cstring>
 #include <vector>
@@ -46,20 +42,9 @@ protected:
         App.ReleaseSound();
         ScratchDirTest::TearDown();
     }
-    // The message of the CError the call throws, "" when none.
-    template <typename F>
-    std::string Error(F&& call)
-    {
-        try {
-            call();
-        } catch (const CError& error) {
-            return error.GetMessage();
-        }
-        return "";
-    }
     std::string LoadError(const std::string& path)
     {
-        return Error([&] { App.LoadWAV(path.c_str(), 0); });
+        return ThrownMessage([&] { App.LoadWAV(path.c_str(), 0); });
     }
 
     CAppConfig Config;
@@ -183,13 +168,13 @@ TEST_F(SoundTest, StartUpAndLoadFailuresThrowTheirMessages)
     EXPECT_EQ(App.CreateDS(nullptr), 2);
     EXPECT_EQ(LoadError("C:\\beep.wav"), "LoadWAV: DirectSound must be initalized before reading sound files.");
     GetNullConfig().bDirectSound = false;
-    EXPECT_EQ(Error([&] { App.CreateDS(&Config); }), "CreateDS: Failed to create DirectSound.");
+    EXPECT_EQ(ThrownMessage([&] { App.CreateDS(&Config); }), "CreateDS: Failed to create DirectSound.");
     GetNullConfig().bDirectSound = true;
     Config.nChannels = 3;
-    EXPECT_EQ(Error([&] { App.CreateDS(&Config); }), "CreateDS: Failed to set sound format.");
+    EXPECT_EQ(ThrownMessage([&] { App.CreateDS(&Config); }), "CreateDS: Failed to set sound format.");
     App.ReleaseSound();
     Config.nChannels = 0x10001; // only the low 16 bits count
-    ASSERT_EQ(Error([&] { App.CreateDS(&Config); }), "");
+    ASSERT_EQ(ThrownMessage([&] { App.CreateDS(&Config); }), "no error");
     EXPECT_EQ(GetPrimarySoundFormat().nChannels, 1);
 
     EXPECT_EQ(LoadError("C:\\missing.wav"), "LoadWAV: File not found.\r\nC:\\missing.wav");
@@ -197,36 +182,6 @@ TEST_F(SoundTest, StartUpAndLoadFailuresThrowTheirMessages)
     const std::string message = LoadError("C:\\" + std::string(2000, 'a') + ".wav");
     EXPECT_EQ(message.size(), 1023u);
     EXPECT_EQ(message.rfind("LoadWAV: File not found.\r\nC:\\aaa", 0), 0u);
-}
-
-TEST(SoundDevice, SecondaryBuffersAreResampledAndConvertedIntoThePrimaryFormat)
-{
-    IDirectSound* pSound = nullptr;
-    ASSERT_EQ(CreateSoundSystem(&pSound), S_OK);
-    DSBUFFERDESC desc = {sizeof(DSBUFFERDESC), DSBCAPS_PRIMARYBUFFER, 0, 0, nullptr};
-    IDirectSoundBuffer* pPrimary = nullptr;
-    ASSERT_EQ(pSound->CreateSoundBuffer(&desc, &pPrimary, nullptr), S_OK);
-    WAVEFORMATEX out = {1, 2, 22050, 88200, 4, 16, 0};
-    ASSERT_EQ(pPrimary->SetFormat(&out), S_OK);
-    WAVEFORMATEX bad = {1, 2, 22050, 88200, 2, 16, 0}; // block size does not match
-    EXPECT_EQ(pPrimary->SetFormat(&bad), DSERR_BADFORMAT);
-
-    // Mono 8-bit at half the rate: each sample twice, on both sides.
-    WAVEFORMATEX format = {1, 1, 11025, 11025, 1, 8, 0};
-    desc = {sizeof(DSBUFFERDESC), DSBCAPS_STATIC, 3, 0, &format};
-    IDirectSoundBuffer* pBuffer = nullptr;
-    ASSERT_EQ(pSound->CreateSoundBuffer(&desc, &pBuffer, nullptr), S_OK);
-    void* pData = nullptr;
-    uint32_t nBytes = 0;
-    ASSERT_EQ(pBuffer->Lock(0, 3, &pData, &nBytes, nullptr, nullptr, 0), S_OK);
-    const uint8_t samples[3] = {0x80 + 64, 0x80 - 64, 0x80};
-    std::memcpy(pData, samples, 3);
-    pBuffer->Unlock(pData, nBytes, nullptr, 0);
-    ASSERT_EQ(pBuffer->Play(0, 0, 0), S_OK);
-    EXPECT_EQ(Mix16(3), (std::vector<int16_t>{16384, 16384, 16384, 16384, -16384, -16384}));
-    pBuffer->Release();
-    pPrimary->Release();
-    pSound->Release();
 }
 
 } // namespace
