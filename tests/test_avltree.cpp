@@ -6,8 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
-#include <set>
 #include <vector>
 
 namespace {
@@ -91,17 +89,9 @@ protected:
     CTestTree Tree;
 };
 
-TEST_F(AVLTreeTest, EmptyAndUnrootedTreesAnswerNullAndFalse)
-{
-    EXPECT_TRUE(Find(1) == nullptr && Remove(1) == nullptr);
-    CAVLTree unrooted;
-    CAVLNode item(1);
-    EXPECT_FALSE(unrooted.Insert(&item, unrooted.ppRoot, nullptr));
-    EXPECT_EQ(unrooted.Detach(&item), nullptr);
-}
-
 TEST_F(AVLTreeTest, InsertRotatesOnceAndTheRotationEndsTheClimb)
 {
+    EXPECT_TRUE(Find(1) == nullptr && Remove(1) == nullptr);
     bool bResult = false;
     auto n = Insert({1}, &bResult);
     EXPECT_TRUE(bResult && IsRoot(n[0]));
@@ -182,46 +172,17 @@ TEST_F(AVLTreeTest, DetachTakesThatNodeAmongEqualsAndRebalancesAbove)
     }
     // Without its right side the root leant by two: 1 rose over it.
     EXPECT_TRUE(IsRoot(n[1]) && Links(n[1], n[0], n[3]) && Links(n[3], n[2], nullptr));
-    // A node that hangs in no tree, or in another one, is not touched.
+    // A node that hangs in no tree, or in another one, is not touched; an
+    // unrooted tree holds nothing.
     CCountedNode loose(5);
-    EXPECT_EQ(Tree.Detach(&loose), nullptr);
+    CAVLTree unrooted;
+    EXPECT_FALSE(unrooted.Insert(&loose, unrooted.ppRoot, nullptr));
+    EXPECT_TRUE(Tree.Detach(&loose) == nullptr && unrooted.Detach(&loose) == nullptr);
     CTestTree other;
     CAVLNode* pOther = new CCountedNode(5);
     other.Insert(pOther, other.ppRoot, nullptr);
     EXPECT_EQ(Tree.Detach(pOther), nullptr);
     EXPECT_EQ(Keys(true).size(), 4u);
-}
-
-TEST_F(AVLTreeTest, RandomInsertsAndRemovesKeepOrderLinksAndMembership)
-{
-    std::mt19937 random(20240517);
-    std::multiset<int> reference;
-    for (int nStep = 0; nStep < 3000; ++nStep) {
-        const int nKey = static_cast<int>(random() % 200) - 100;
-        // Inserts alone first, then more inserts than removals, then fewer.
-        if (nStep < 300 || random() % 100 < (nStep < 1500 ? 65u : 35u)) {
-            Insert({nKey});
-            reference.insert(nKey);
-        } else {
-            const auto found = reference.find(nKey);
-            ASSERT_EQ(Remove(nKey) != nullptr, found != reference.end()) << nStep;
-            if (found != reference.end())
-                reference.erase(found);
-        }
-        // Inserts alone keep the tree strictly balanced.
-        ASSERT_EQ(Keys(nStep < 300), std::vector<int>(reference.begin(), reference.end())) << nStep;
-    }
-    EXPECT_EQ(static_cast<size_t>(CCountedNode::nLive), reference.size());
-}
-
-TEST_F(AVLTreeTest, ClearAndDeleteSubtreeDeleteWhatTheyReach)
-{
-    Insert({1, 2, 3, 4, 5, 6, 7});
-    ASSERT_EQ(Tree.pRoot->nKey, 4);
-    Tree.DeleteSubtree(&Tree.pRoot->pLeft);
-    EXPECT_TRUE(Tree.pRoot->pLeft == nullptr && CCountedNode::nLive == 4);
-    Tree.Clear();
-    EXPECT_TRUE(Tree.pRoot == nullptr && CCountedNode::nLive == 0);
 }
 
 } // namespace

@@ -26,7 +26,6 @@ protected:
         return RunProgram(std::string(VORLANE_CONTROLS_BIN) + " --step-ms 20 --script " +
                           Quote(scriptPath));
     }
-
     CPicture Shot(const std::string& name)
     {
         CPicture picture;
@@ -39,37 +38,23 @@ protected:
         const int y = TEXT_TOP + nLine * LINE_HEIGHT;
         return CountNear(picture, TEXT_LEFT, y, TEXT_RIGHT, y + LINE_HEIGHT, WHITE, 24);
     }
-
 };
 
 TEST_F(ControlsDemoTest, ClickingOkCountsInTheTextBox)
 {
     // The cursor starts at 512, 384; a delta of 100 moves it 50 pixels a
     // frame of 20 ms, so -300, 150 brings it to 362, 459 on the ok button.
-    const CProgramRun run = RunScript("wait 3\n"
-                                      "shot " + Path("start.png") + "\n"
-                                      "wait 1\n"
-                                      "mouse -300 150\n"
-                                      "wait 2\n"
-                                      "button 0 down\n"
-                                      "wait 2\n"
-                                      "button 0 up\n"
-                                      "wait 2\n"
-                                      "shot " + Path("clicked.png") + "\n"
-                                      "wait 1\n"
-                                      "press ESCAPE\n"
-                                      "wait 3\n"
-                                      "shot " + Path("after.png") + "\n"
-                                      "wait 1\n");
+    const CProgramRun run = RunScript("wait 3\nshot " + Path("start.png") +
+                                      "\nwait 1\nmouse -300 150\nwait 2\nbutton 0 down\nwait 2\n"
+                                      "button 0 up\nwait 2\nshot " + Path("clicked.png") +
+                                      "\nwait 1\npress ESCAPE\nwait 3\nshot " + Path("after.png") + "\nwait 1\n");
     ASSERT_EQ(run.nExitCode, 0) << run.Output;
     // Escape ended the run before the script did.
     EXPECT_FALSE(std::filesystem::exists(Path("after.png")));
 
     const CPicture start = Shot("start.png");
     const CPicture clicked = Shot("clicked.png");
-    ASSERT_EQ(start.nWidth, 1024);
-    ASSERT_EQ(start.nHeight, 768);
-    ASSERT_EQ(clicked.nWidth, 1024);
+    ASSERT_TRUE(start.nWidth == 1024 && start.nHeight == 768 && clicked.nWidth == 1024);
 
     // The greeting: two lines of white glyphs.
     EXPECT_GT(LineInk(start, 0), 300);
