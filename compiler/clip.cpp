@@ -4,31 +4,6 @@
 
 namespace {
 
-// Signed distance of a vertex from the plane, rounded to float as every side
-// test of the cuts sees it.
-float VertexDistance(const CPlane& plane, const CVertex& vertex)
-{
-    return static_cast<float>(Dot(plane.Normal, vertex.Position) +
-                              static_cast<double>(plane.Distance));
-}
-
-// The vertex made where the edge from a to b crosses the plane. Texture
-// coordinates follow the cut; colours are taken from a, and the lightmap
-// coordinates are left for the light stage.
-CVertex CrossingVertex(const CPlane& plane, const CVertex& a, const CVertex& b)
-{
-    CVertex v;
-    const double t = IntersectEdge(plane, &a.Position, &b.Position, &v.Position);
-    v.TexU = static_cast<float>((static_cast<double>(b.TexU) - a.TexU) * t + a.TexU);
-    v.TexV = static_cast<float>((static_cast<double>(b.TexV) - a.TexV) * t + a.TexV);
-    v.Colour = a.Colour;
-    v.Specular = a.Specular;
-    v.Reserved = 0;
-    v.LightU = 0.0f;
-    v.LightV = 0.0f;
-    return v;
-}
-
 // A queue of vertices held as its head and its last node.
 struct CVertexQueue {
     CVertexListNode* pHead = nullptr;
@@ -105,6 +80,20 @@ void CopyTextureData(const CLeafFace* pFrom, CLeafFace* pTo)
 
 } // namespace
 
+CVertex CrossingVertex(const CPlane& plane, const CVertex& a, const CVertex& b)
+{
+    CVertex v;
+    const double t = IntersectEdge(plane, &a.Position, &b.Position, &v.Position);
+    v.TexU = static_cast<float>((static_cast<double>(b.TexU) - a.TexU) * t + a.TexU);
+    v.TexV = static_cast<float>((static_cast<double>(b.TexV) - a.TexV) * t + a.TexV);
+    v.Colour = a.Colour;
+    v.Specular = a.Specular;
+    v.Reserved = 0;
+    v.LightU = 0.0f;
+    v.LightV = 0.0f;
+    return v;
+}
+
 float IntersectEdge(const CPlane& plane, const CVector* pA, const CVector* pB, CVector* pOut)
 {
     const float da = static_cast<float>(Dot(*pA, plane.Normal));
@@ -128,12 +117,12 @@ bool SplitFace(const CPlane& plane, const CLeafFace* pFace, CLeafFace* pBack, CL
 
     // Each distance is computed once: d1 of one step is d0 of the next, and
     // only the first vertex is measured again as the last edge's far end.
-    float d1 = count > 0 ? VertexDistance(plane, pFace->pVertices[0]) : 0.0f;
+    float d1 = count > 0 ? VertexDistance(plane, pFace->pVertices[0].Position) : 0.0f;
     for (int32_t i = 0; i < count; ++i) {
         const CVertex& a = pFace->pVertices[i];
         const CVertex& b = pFace->pVertices[(i + 1) % count];
         const float d0 = d1;
-        d1 = VertexDistance(plane, b);
+        d1 = VertexDistance(plane, b.Position);
 
         // Inside the open band a vertex belongs to both pieces.
         if (d0 > -band && !front.Push(a))
@@ -168,12 +157,12 @@ bool ClipFace(const CPlane& plane, const CLeafFace* pFace, CLeafFace* pOut)
         return false;
 
     CVertexQueue kept;
-    float d1 = VertexDistance(plane, pFace->pVertices[0]);
+    float d1 = VertexDistance(plane, pFace->pVertices[0].Position);
     for (int32_t i = 0; i < count; ++i) {
         const CVertex& a = pFace->pVertices[i];
         const CVertex& b = pFace->pVertices[(i + 1) % count];
         const float d0 = d1;
-        d1 = VertexDistance(plane, b);
+        d1 = VertexDistance(plane, b.Position);
 
         if (d0 >= 0.0f && !kept.Push(a))
             return false;
@@ -197,7 +186,7 @@ bool IsCoplanar(const CPlane& plane, const CLeafFace* pFace)
     if (!pFace->pVertices)
         return false;
     for (int32_t i = 0; i < pFace->VertexCount; ++i) {
-        const float d = VertexDistance(plane, pFace->pVertices[i]);
+        const float d = VertexDistance(plane, pFace->pVertices[i].Position);
         if (d < -PLANE_EPSILON || d > PLANE_EPSILON)
             return false;
     }
@@ -211,7 +200,7 @@ int32_t ClassifyFace(const CLeafFace* pFace, const CPlane& plane)
     bool bFront = false;
     bool bBack = false;
     for (int32_t i = 0; i < pFace->VertexCount; ++i) {
-        const float d = VertexDistance(plane, pFace->pVertices[i]);
+        const float d = VertexDistance(plane, pFace->pVertices[i].Position);
         if (d > PLANE_EPSILON)
             bFront = true;
         else if (d < -PLANE_EPSILON)

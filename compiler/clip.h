@@ -13,6 +13,18 @@ struct CVertexListNode {
     CVertex Vertex;
 };
 
+// Signed distance of a point from the plane, rounded to float: every side
+// test of the cuts compares this value with the band.
+inline float VertexDistance(const CPlane& plane, const CVector& point)
+{
+    return static_cast<float>(Dot(plane.Normal, point) + static_cast<double>(plane.Distance));
+}
+
+// The vertex made where the edge from a to b crosses the plane. Texture
+// coordinates follow the cut; colours are taken from a, and the lightmap
+// coordinates are left for the light stage.
+CVertex CrossingVertex(const CPlane& plane, const CVertex& a, const CVertex& b);
+
 // Where the line through a and b crosses the plane; returns t, the fraction
 // of the way from a to b, and writes the point to *pOut.
 float IntersectEdge(const CPlane& plane, const CVector* pA, const CVector* pB, CVector* pOut);

@@ -24,7 +24,8 @@ bool FloodStage(const CVector* pStart, CPortal** ppPortals, CBuildNode** ppRoot,
 } // namespace
 
 bool CompileFaceSet(CFaceSet* pSet, const CVector* pStart, CPortal** ppPortals,
-                    int32_t* pPortalCount, CBuildNode** ppRoot, std::ostream& logStream)
+                    int32_t* pPortalCount, CBuildNode** ppRoot, std::ostream& logStream,
+                    const CPortalRun& portalRun)
 {
     *ppPortals = nullptr;
     *pPortalCount = 0;
@@ -54,14 +55,15 @@ bool CompileFaceSet(CFaceSet* pSet, const CVector* pStart, CPortal** ppPortals,
 
     logStream << "\n===== Creating portals. ======" << std::endl;
     start = ClockMs();
-    *pPortalCount = BuildPortals(unique.get(), uniqueCount, *ppRoot, ppPortals);
+    *pPortalCount = BuildPortals(unique.get(), uniqueCount, *ppRoot, ppPortals, portalRun);
     logStream << "Portals created in " << SecondsSince(start) << " seconds." << std::endl;
 
     return FloodStage(pStart, ppPortals, ppRoot, logStream);
 }
 
 bool CompileMapData(CMapData* pMapData, const CVector* pStart, CPortal** ppPortals,
-                    int32_t* pPortalCount, CBuildNode** ppRoot, std::ostream& logStream)
+                    int32_t* pPortalCount, CBuildNode** ppRoot, std::ostream& logStream,
+                    const CPortalRun& portalRun)
 {
     *ppPortals = nullptr;
     *pPortalCount = 0;
@@ -83,7 +85,7 @@ bool CompileMapData(CMapData* pMapData, const CVector* pStart, CPortal** ppPorta
         NumberPlanes(pMapData->pPlanes, &planeCount);
         const std::unique_ptr<CPlane[]> planes(new CPlane[planeCount > 0 ? planeCount : 1]);
         CopyPlanes(planes.get(), pMapData->pPlanes);
-        *pPortalCount = BuildPortals(planes.get(), planeCount, *ppRoot, ppPortals);
+        *pPortalCount = BuildPortals(planes.get(), planeCount, *ppRoot, ppPortals, portalRun);
     }
     logStream << "Portals created in " << SecondsSince(start) << " seconds." << std::endl;
 

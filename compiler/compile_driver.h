@@ -37,10 +37,13 @@
 #include <ostream>
 
 // True when a portal array exists at the end. pSet must have its faces'
-// pPlane filled (FillFacePlanes); the builder uses them up.
+// pPlane filled (FillFacePlanes); the builder uses them up. portalRun says
+// how the portal stage runs (threads, progress lines).
 bool CompileFaceSet(CFaceSet* pSet, const CVector* pStart, CPortal** ppPortals,
-                    int32_t* pPortalCount, CBuildNode** ppRoot, std::ostream& logStream);
+                    int32_t* pPortalCount, CBuildNode** ppRoot, std::ostream& logStream,
+                    const CPortalRun& portalRun = {});
 
 // The same for the parser's CMapData; its plane table gets numbered.
 bool CompileMapData(CMapData* pMapData, const CVector* pStart, CPortal** ppPortals,
-                    int32_t* pPortalCount, CBuildNode** ppRoot, std::ostream& logStream);
+                    int32_t* pPortalCount, CBuildNode** ppRoot, std::ostream& logStream,
+                    const CPortalRun& portalRun = {});

@@ -452,13 +452,14 @@ void RunAfterFirstFlood(CCompileState& state)
 // The two passes of one builder: build, portal and flood all faces, keep the
 // faces of the reached leaves, then build, portal and flood those alone.
 // The second tree stays in the state.
-void BuildWithSets(CCompileState& state, const CVector& start, std::ostream& log)
+void BuildWithSets(CCompileState& state, const CVector& start, std::ostream& log,
+                   const CPortalRun& run)
 {
     if (!MakeFaceSetFromMap(&state.Map, &state.Set))
         throw std::bad_alloc();
     log << "\n######## First pass: " << state.Set.Count << " faces. ########" << std::endl;
     const bool bFirst = CompileFaceSet(&state.Set, &start, &state.pPortals, &state.PortalCount,
-                                       &state.pRoot, log);
+                                       &state.pRoot, log, run);
     if (!state.pRoot)
         Fail("no tree could be built from the faces");
     if (!bFirst)
@@ -479,16 +480,17 @@ void BuildWithSets(CCompileState& state, const CVector& start, std::ostream& log
     log << "\n######## Second pass: " << state.pFlat->Count << " reached faces. ########"
         << std::endl;
     if (!CompileFaceSet(state.pFlat, &start, &state.pPortals, &state.PortalCount, &state.pRoot,
-                        log))
+                        log, run))
         Fail("the second pass over the reached faces made no tree or no portals");
 }
 
-void BuildWithLists(CCompileState& state, const CVector& start, std::ostream& log)
+void BuildWithLists(CCompileState& state, const CVector& start, std::ostream& log,
+                    const CPortalRun& run)
 {
     AttachTablePlanes(&state.Map);
     log << "\n######## First pass: " << state.Map.FaceCount << " faces. ########" << std::endl;
     const bool bFirst = CompileMapData(&state.Map, &start, &state.pPortals, &state.PortalCount,
-                                       &state.pRoot, log);
+                                       &state.pRoot, log, run);
     if (!state.pRoot)
         Fail("no tree could be built from the faces");
     if (!bFirst)
@@ -502,7 +504,7 @@ void BuildWithLists(CCompileState& state, const CVector& start, std::ostream& lo
     log << "\n######## Second pass: " << state.FlatMap.FaceCount << " reached faces. ########"
         << std::endl;
     if (!CompileMapData(&state.FlatMap, &start, &state.pPortals, &state.PortalCount,
-                        &state.pRoot, log))
+                        &state.pRoot, log, run))
         Fail("the second pass over the reached faces made no tree or no portals");
 }
 
@@ -570,10 +572,12 @@ void Compile(const CCompileOptions& options, const CPaths& paths, std::ostream& 
         };
     }
 
+    // Progress lines stay out of the quiet log: it is shown only on failure.
+    const CPortalRun portalRun{options.Threads, options.bQuiet ? nullptr : &log};
     if (options.Builder == ETreeBuilder::Set)
-        BuildWithSets(state, startLocation, log);
+        BuildWithSets(state, startLocation, log, portalRun);
     else
-        BuildWithLists(state, startLocation, log);
+        BuildWithLists(state, startLocation, log, portalRun);
     const std::vector<CBuildNode*> reached = ReachedLeaves(state.pRoot);
     if (reached.empty())
         Fail("the flood of the second pass reached no leaf");

@@ -1,19 +1,11 @@
 #include "compiler/plane_set.h"
 
-#include <cmath>
+#include <cstddef>
 #include <new>
 #include <utility>
 #include <vector>
 
 namespace {
-
-bool NormalsEqual(const CVector& a, const CVector& b)
-{
-    const double limit = NORMAL_EPSILON;
-    return std::fabs(static_cast<double>(a.x) - b.x) <= limit &&
-           std::fabs(static_cast<double>(a.y) - b.y) <= limit &&
-           std::fabs(static_cast<double>(a.z) - b.z) <= limit;
-}
 
 // Drops from the middle group each plane whose normal matches that of a plane
 // at a lower position; the last plane moves into the hole and is compared in
@@ -24,7 +16,7 @@ void MergeMiddle(std::vector<CPlane>& middle)
     for (size_t i = 0; i < count; ++i) {
         size_t j = i + 1;
         while (j < count) {
-            if (NormalsEqual(middle[i].Normal, middle[j].Normal)) {
+            if (ComponentsNear(middle[i].Normal, middle[j].Normal)) {
                 middle[j] = middle[count - 1];
                 --count;
             } else {

@@ -12,6 +12,8 @@
 
 #include "compiler/clip.h"
 #include "compiler/face_list.h"
+#include "compiler/portal_fragments.h"
+#include "compiler/progress.h"
 #include "frame/error.h"
 
 #include <cmath>
@@ -24,28 +26,6 @@
 
 namespace {
 
-// Diffuse colour of every portal vertex: white at an alpha of 0.15.
-uint32_t PortalColour()
-{
-    return MakeARGB(1.0f, 1.0f, 1.0f, 0.15f);
-}
-
-// Signed distance of a point from a plane, rounded to float as the cuts of
-// the clipping code see it.
-float PointDistance(const CPlane& plane, const CVector& point)
-{
-    return static_cast<float>(Dot(plane.Normal, point) + static_cast<double>(plane.Distance));
-}
-
-// Two vectors whose components differ by at most NORMAL_EPSILON each.
-bool NearPerComponent(const CVector& a, const CVector& b)
-{
-    const double bound = NORMAL_EPSILON;
-    return std::fabs(static_cast<double>(a.x) - b.x) <= bound &&
-           std::fabs(static_cast<double>(a.y) - b.y) <= bound &&
-           std::fabs(static_cast<double>(a.z) - b.z) <= bound;
-}
-
 // Cuts a face by a plane, as SplitFace does, into *pBack and *pFront (both
 // empty on entry). A face with no vertex inside or behind the band goes to
 // the front as it is, and one with none inside or in front of it to the
@@ -57,7 +37,7 @@ void CutFace(const CPlane& plane, CLeafFace* pFace, CLeafFace* pBack, CLeafFace*
     bool bAnyFront = false; // some vertex goes to the front queue
     bool bAnyBack = false;  // some vertex goes to the back queue
     for (int32_t i = 0; pFace->pVertices && i < pFace->VertexCount; ++i) {
-        const float d = PointDistance(plane, pFace->pVertices[i].Position);
+        const float d = VertexDistance(plane, pFace->pVertices[i].Position);
         if (d > -PLANE_EPSILON)
             bAnyFront = true;
         if (d < PLANE_EPSILON)
@@ -175,47 +155,6 @@ CPortal* PortalsFromFaces(CLeafFace* pFaces, int32_t count, const CPlane& plane)
     return pPortals;
 }
 
-// The plane of a wall face, made from its first three vertices. A face of
-// fewer than three vertices, or with two of the first three equal, covers
-// nothing.
-struct CWallPlane {
-    bool bUsable;
-    CPlane Plane;
-};
-
-CWallPlane WallPlane(const CLeafFace* pFace)
-{
-    if (!pFace->pVertices || pFace->VertexCount < 3)
-        return {false, CPlane()};
-    const CVertex* v = pFace->pVertices;
-    if (NearPerComponent(v[0].Position, v[1].Position) ||
-        NearPerComponent(v[0].Position, v[2].Position) ||
-        NearPerComponent(v[1].Position, v[2].Position))
-        return {false, CPlane()};
-    return {true, CPlane(v[0].Position, v[1].Position, v[2].Position)};
-}
-
-// True when the portal lies on the face's plane and inside its edges, both
-// within the band. Each edge's plane stands on the edge at right angles to
-// the face, its normal pointing out of the face.
-bool WallCovers(const CPortal* pPortal, const CLeafFace* pFace, const CPlane& facePlane)
-{
-    const CLeafFace& winding = pPortal->Winding;
-    if (!IsCoplanar(facePlane, &winding))
-        return false;
-    const int32_t count = pFace->VertexCount;
-    for (int32_t i = 0; i < count; ++i) {
-        const CVector& a = pFace->pVertices[i].Position;
-        const CVector& b = pFace->pVertices[(i + 1) % count].Position;
-        const CPlane edgePlane(a, a - facePlane.Normal, b);
-        for (int32_t j = 0; j < winding.VertexCount; ++j) {
-            if (PointDistance(edgePlane, winding.pVertices[j].Position) > PLANE_EPSILON)
-                return false;
-        }
-    }
-    return true;
-}
-
 // What the leaf search needs again and again within one pass: its stack,
 // and the wall planes of each leaf met so far, which would otherwise be
 // made anew for every fragment that reaches the leaf.
@@ -270,7 +209,9 @@ void AssignPortalWith(CBuildNode* pRoot, CPortal* pPortal, CAssignScratch& scrat
         const std::vector<CWallPlane>& walls = scratch.WallsOf(pNode);
         bool bCovered = false;
         for (int32_t i = 0; i < pNode->FaceCount && !bCovered; ++i)
-            bCovered = walls[i].bUsable && WallCovers(pPortal, &pNode->pFaces[i], walls[i].Plane);
+            bCovered = walls[i].bUsable && WallCovers(pPortal->Winding.pVertices,
+                                                      pPortal->Winding.VertexCount,
+                                                      &pNode->pFaces[i], walls[i].Plane);
         if (bCovered) {
             pPortal->bBlocked = true;
             continue;
@@ -286,7 +227,7 @@ void AssignPortalWith(CBuildNode* pRoot, CPortal* pPortal, CAssignScratch& scrat
 bool IsDuplicateLink(const CPortal* pEntry, const CPortal* pPortal, const CBuildNode* pLeaf,
                      const CBuildNode* pOther)
 {
-    if (!NearPerComponent(pEntry->Plane.Normal, pPortal->Plane.Normal))
+    if (!ComponentsNear(pEntry->Plane.Normal, pPortal->Plane.Normal))
         return false;
     if (!FloatNear(pEntry->Plane.Distance, pPortal->Plane.Distance, PLANE_EPSILON))
         return false;
@@ -297,12 +238,17 @@ bool IsDuplicateLink(const CPortal* pEntry, const CPortal* pPortal, const CBuild
 
 } // namespace
 
+uint32_t PortalColour()
+{
+    return MakeARGB(1.0f, 1.0f, 1.0f, 0.15f);
+}
+
 int32_t BuildPortals(const CPlane* pPlanes, int32_t planeCount, CBuildNode* pRoot,
-                     CPortal** ppPortals)
+                     CPortal** ppPortals, const CPortalRun& run)
 {
     if (!ppPortals)
         return 0;
-    const int32_t count = MakeAllPortals(pPlanes, planeCount, pRoot, ppPortals);
+    const int32_t count = MakeAllPortals(pPlanes, planeCount, pRoot, ppPortals, run);
     CPortal* pPortals = *ppPortals;
 
     // The lists grow in vectors of their own, started from what each leaf
@@ -350,7 +296,7 @@ int32_t BuildPortals(const CPlane* pPlanes, int32_t planeCount, CBuildNode* pRoo
 }
 
 int32_t MakeAllPortals(const CPlane* pPlanes, int32_t planeCount, CBuildNode* pRoot,
-                       CPortal** ppPortals)
+                       CPortal** ppPortals, const CPortalRun& run)
 {
     if (!ppPortals)
         return 0;
@@ -358,41 +304,21 @@ int32_t MakeAllPortals(const CPlane* pPlanes, int32_t planeCount, CBuildNode* pR
     if (!pPlanes || planeCount <= 0)
         return 0;
 
-    // The kept fragments of each oriented plane, one block after the other.
-    // The finished array holds the blocks newest first, each in its own
-    // order; the windings are handed over, never copied.
-    std::vector<CPortal> kept;
-    std::vector<std::pair<size_t, size_t>> blocks; // start and length in kept
-    // The leaves' faces stay as they are throughout, so one scratch serves.
-    CAssignScratch scratch;
-    for (int64_t i = 0; i < 2 * static_cast<int64_t>(planeCount); ++i) {
-        const CPlane& source = pPlanes[i / 2];
-        const CPlane plane = (i % 2 == 0) ? -source : source;
-
-        CPortal* pNew = nullptr;
-        const int32_t newCount = MakePlanePortals(&plane, pRoot, &pNew);
-        for (int32_t j = 0; j < newCount; ++j)
-            AssignPortalWith(pRoot, &pNew[j], scratch);
-
-        const size_t start = kept.size();
-        for (int32_t j = 0; j < newCount; ++j) {
-            if (pNew[j].NodeCount == 2)
-                kept.push_back(pNew[j]);
-            else
-                FreeFace(&pNew[j].Winding);
-        }
-        blocks.emplace_back(start, kept.size() - start);
-        delete[] pNew;
-    }
-
-    CPortal* pAll = new CPortal[kept.size()];
+    CProgress progress(run.pProgress, "portals", "plane sides", 2 * int64_t(planeCount));
+    std::vector<std::vector<CPortal>> blocks =
+        MakePlaneBlocks(pPlanes, planeCount, pRoot, run.Threads, &progress);
+    size_t total = 0;
+    for (const std::vector<CPortal>& block : blocks)
+        total += block.size();
+    // The newest plane's block first; the windings are handed over.
+    CPortal* pAll = new CPortal[total];
     size_t at = 0;
     for (auto block = blocks.rbegin(); block != blocks.rend(); ++block) {
-        for (size_t j = 0; j < block->second; ++j)
-            pAll[at++] = kept[block->first + j];
+        for (const CPortal& portal : *block)
+            pAll[at++] = portal;
     }
     *ppPortals = pAll;
-    return static_cast<int32_t>(kept.size());
+    return static_cast<int32_t>(total);
 }
 
 int32_t MakePlanePortals(const CPlane* pPlane, CBuildNode* pRoot, CPortal** ppPortals)
@@ -439,7 +365,8 @@ void AssignPortal(CBuildNode* pNode, CPortal* pPortal)
 bool FaceCoversPortal(const CPortal* pPortal, const CLeafFace* pFace)
 {
     const CWallPlane wall = WallPlane(pFace);
-    return wall.bUsable && WallCovers(pPortal, pFace, wall.Plane);
+    return wall.bUsable && pPortal->Winding.pVertices &&
+           WallCovers(pPortal->Winding.pVertices, pPortal->Winding.VertexCount, pFace, wall.Plane);
 }
 
 void ResetPortal(CPortal* pPortal)
@@ -486,7 +413,7 @@ void RecutPortals(CPortal* pPortals, int32_t count)
                 CLeafFace front;
                 SplitFace(pNode->Plane, &portal.Winding, &back, &front);
                 FreeFace(&portal.Winding);
-                if (PointDistance(pNode->Plane, centre) > PLANE_EPSILON) {
+                if (VertexDistance(pNode->Plane, centre) > PLANE_EPSILON) {
                     portal.Winding = front;
                     FreeFace(&back);
                 } else {

@@ -8,6 +8,7 @@
 #include "compiler/face_set.h"
 
 #include <cstdint>
+#include <ostream>
 
 constexpr float PORTAL_BASE_SIZE = 5800.0f; // g_fBaseFaceSize at its default
 
@@ -19,6 +20,12 @@ struct CPortal {
     bool bBlocked = false; // the flood does not cross it
 };
 
+// How the portal stage runs; the portals come out the same either way.
+struct CPortalRun {
+    int32_t Threads = 0;              // 0: one per core
+    std::ostream* pProgress = nullptr; // progress lines of a long stage; null: none
+};
+
 // Makes all portals, links them to their leaves and stores the array in
 // *ppPortals; returns its length. planeCount 0 leaves *ppPortals null. Each
 // portal goes into the pPortals list of its first and then of its second
@@ -26,12 +33,14 @@ struct CPortal {
 // in the same orientation. Each attempt sets bBlocked and a link clears it,
 // so the flag tells whether the last attempt was refused.
 int32_t BuildPortals(const CPlane* pPlanes, int32_t planeCount, CBuildNode* pRoot,
-                     CPortal** ppPortals);
+                     CPortal** ppPortals, const CPortalRun& run = {});
 // The array without linking. Each plane is taken flipped and then as given;
 // the fragments that found two leaves form a block per oriented plane, and
-// the newest block stands at the head of the array.
+// the newest block stands at the head of the array. The planes are cut on
+// several threads; each block is what MakePlanePortals and AssignPortals
+// make of its plane, to the bit.
 int32_t MakeAllPortals(const CPlane* pPlanes, int32_t planeCount, CBuildNode* pRoot,
-                       CPortal** ppPortals);
+                       CPortal** ppPortals, const CPortalRun& run = {});
 // The fragments of one oriented plane, as portals.
 int32_t MakePlanePortals(const CPlane* pPlane, CBuildNode* pRoot, CPortal** ppPortals);
 // Cuts an array of faces by a subtree, replacing the array; the new length.
@@ -47,6 +56,8 @@ void AssignPortal(CBuildNode* pNode, CPortal* pPortal);
 // True when the portal lies on the face's plane and within its edges, both
 // within PLANE_EPSILON.
 bool FaceCoversPortal(const CPortal* pPortal, const CLeafFace* pFace);
+// Diffuse colour of every portal vertex: white at an alpha of 0.15.
+uint32_t PortalColour();
 // Gives every vertex the portal colour and clears the leaves and the flag.
 void ResetPortal(CPortal* pPortal);
 // Deep copy of the winding, plain copy of the rest. False when memory fails.

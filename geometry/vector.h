@@ -70,6 +70,19 @@ inline double Dot(const CVector& a, const CVector& b)
            static_cast<double>(a.z) * b.z;
 }
 
+// True when every component of a and b differs by at most NORMAL_EPSILON:
+// the compiler's test for two equal normals, and for two equal points where
+// a face's plane is made.
+inline bool ComponentsNear(const CVector& a, const CVector& b)
+{
+    const double bound = NORMAL_EPSILON;
+    const double dx = static_cast<double>(a.x) - b.x;
+    const double dy = static_cast<double>(a.y) - b.y;
+    const double dz = static_cast<double>(a.z) - b.z;
+    return (dx < 0 ? -dx : dx) <= bound && (dy < 0 ? -dy : dy) <= bound &&
+           (dz < 0 ? -dz : dz) <= bound;
+}
+
 CVector Cross(const CVector& a, const CVector& b);
 
 // A unit copy of a; a itself is left as it was.

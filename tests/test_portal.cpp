@@ -3,6 +3,7 @@
 #include "compiler/build_tree.h"
 #include "compiler/map_parser.h"
 #include "compiler/map_tables.h"
+#include "compiler/plane_set.h"
 #include "frame/error.h"
 
 #include "tests/scratch_dir.h"
@@ -11,6 +12,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <iterator>
 #include <limits>
 #include <set>
@@ -309,6 +311,103 @@ TEST(MakePortals2, PlanesCutTheBasePolygonIntoCells)
     }
     EXPECT_EQ(pLost, nullptr);
 }
+
+// A map text built into a tree by one builder, with the plane array that the
+// driver of that builder gives the portal stage.
+struct BuiltMap {
+    CMapData Map;
+    CFaceSet Set;
+    std::vector<CPlane> Planes;
+    CBuildNode* pRoot = nullptr;
+
+    BuiltMap(const std::string& path, bool bSetBuilder)
+    {
+        if (!ParseMapFile(path.c_str(), &Map))
+            return;
+        if (bSetBuilder) {
+            MakeFaceSetFromMap(&Map, &Set);
+            pRoot = BuildTreeFromSet(&Set, nullptr);
+            CPlane* pUnique = nullptr;
+            int32_t count = 0;
+            MakeUniquePlanes(Set.pPlanes, Set.Count, &pUnique, &count);
+            Planes.assign(pUnique, pUnique + count);
+            delete[] pUnique;
+        } else {
+            pRoot = BuildTreeFromList(&Map);
+            int32_t count = 0;
+            NumberPlanes(Map.pPlanes, &count);
+            Planes.resize(count);
+            CopyPlanes(Planes.data(), Map.pPlanes);
+        }
+    }
+    ~BuiltMap()
+    {
+        FreeTree(&pRoot);
+        FreeFaceSet(&Set);
+        FreeMapData(&Map);
+    }
+};
+
+// MakeAllPortals the slow way: each oriented plane through MakePlanePortals
+// and AssignPortals, its fragments with two leaves kept, newest plane first.
+std::vector<CPortal> PlaneByPlanePortals(const std::vector<CPlane>& planes, CBuildNode* pRoot)
+{
+    std::vector<CPortal> all;
+    for (size_t i = 0; i < 2 * planes.size(); ++i) {
+        const CPlane plane = i % 2 == 0 ? -planes[i / 2] : planes[i / 2];
+        CPortal* pNew = nullptr;
+        const int32_t count = MakePlanePortals(&plane, pRoot, &pNew);
+        AssignPortals(pRoot, pNew, count);
+        std::vector<CPortal> kept;
+        for (int32_t j = 0; j < count; ++j) {
+            if (pNew[j].NodeCount == 2)
+                kept.push_back(pNew[j]);
+            else
+                FreeFace(&pNew[j].Winding);
+        }
+        delete[] pNew;
+        all.insert(all.begin(), kept.begin(), kept.end());
+    }
+    return all;
+}
+
+bool SamePortal(const CPortal& a, const CPortal& b)
+{
+    return std::memcmp(&a.Plane, &b.Plane, sizeof(CPlane)) == 0 &&
+           a.Winding.VertexCount == b.Winding.VertexCount &&
+           std::memcmp(a.Winding.pVertices, b.Winding.pVertices,
+                       sizeof(CVertex) * a.Winding.VertexCount) == 0 &&
+           a.pNodes[0] == b.pNodes[0] && a.pNodes[1] == b.pNodes[1] &&
+           a.NodeCount == b.NodeCount && a.bBlocked == b.bBlocked;
+}
+
+class PortalsOfMaps : public testing::TestWithParam<std::tuple<std::string, bool>> {};
+
+TEST_P(PortalsOfMaps, MakeAllPortalsEqualsThePlaneByPlaneWayToTheBit)
+{
+    const auto& [path, bSetBuilder] = GetParam();
+    BuiltMap built(path, bSetBuilder);
+    ASSERT_NE(built.pRoot, nullptr);
+    std::vector<CPortal> expected = PlaneByPlanePortals(built.Planes, built.pRoot);
+    for (const int32_t threads : {1, 3}) {
+        PortalGuard portals;
+        portals.Count = MakeAllPortals(built.Planes.data(), int32_t(built.Planes.size()),
+                                       built.pRoot, &portals.pPortals, {threads, nullptr});
+        ASSERT_EQ(size_t(portals.Count), expected.size());
+        for (int32_t i = 0; i < portals.Count; ++i)
+            ASSERT_TRUE(SamePortal(portals.pPortals[i], expected[size_t(i)])) << i;
+    }
+    for (CPortal& portal : expected)
+        FreeFace(&portal.Winding);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Maps, PortalsOfMaps,
+    testing::Combine(testing::Values(Fixture("room6.map"), SharedMap("qbsp_simple_sealed2.map"),
+                                     SharedMap("qbsp_angled_brush.map"),
+                                     SharedMap("hl_currents.map"),
+                                     std::string(VORLANE_DATA_MAPS_DIR) + "/level.map"),
+                     testing::Bool()));
 
 // The sealed rooms through both builders: every portal joins two leaves,
 // an unblocked one is linked from both, and no leaf links one neighbour
