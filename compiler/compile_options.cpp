@@ -137,6 +137,8 @@ bool ParseCompileOptions(const std::vector<std::string>& args, CCompileOptions* 
             options.bLeakFail = true;
         } else if (word == "--no-light") {
             options.bNoLight = true;
+        } else if (word == "--no-vis") {
+            options.bNoVis = true;
         } else if (word == "--keep-origin") {
             options.bKeepOrigin = true;
         } else if (word == "--format") {
@@ -200,9 +202,11 @@ void PrintCompileUsage(std::ostream& stream)
            << "  --start X Y Z      start location in map text axes (default: the origin of\n"
            << "                     the first info_player_start)\n"
            << "  --builder list|set tree builder (default: set)\n"
-           << "  --threads N        light threads (default: one per core)\n"
+           << "  --threads N        threads of the portal, visibility and light stages\n"
+           << "                     (default: one per core)\n"
            << "  --bounces N        light bounces (default: 1)\n"
            << "  --no-light         skip the light passes: full-bright lightmaps\n"
+           << "  --no-vis           skip the visibility flow: every leaf sees every leaf\n"
            << "  --keep-origin      keep the map where it stands instead of moving the start\n"
            << "                     location to the origin\n"
            << "  --format NAME      read the map text as one dialect instead of telling the\n"

@@ -36,6 +36,7 @@ struct CCompileOptions {
     int32_t Threads = 0; // 0: one per core
     int32_t Bounces = 1;
     bool bNoLight = false;
+    bool bNoVis = false; // every leaf sees every leaf, in the light and in the file
     bool bKeepOrigin = false;
     int32_t BaseSize = COMPILE_DEFAULT_BASE_SIZE; // half-side of the squares sides start from
     bool bLeakFail = false; // a leak stops the compile

@@ -3,6 +3,7 @@
 #include "compiler/base_square.h"
 #include "compiler/build_tree.h"
 #include "compiler/compile_checks.h"
+#include "compiler/leaf_visibility.h"
 #include "compiler/compile_driver.h"
 #include "compiler/entities.h"
 #include "compiler/face_list.h"
@@ -15,6 +16,7 @@
 #include "compiler/stage_clock.h"
 #include "compiler/texture_export.h"
 #include "compiler/tree_walk.h"
+#include "compiler/visible_leaves.h"
 #include "frame/error.h"
 #include "platform/files.h"
 
@@ -158,16 +160,6 @@ int32_t CountBuildableFaces(const CMapData& map)
 
 bool IsReachedLeaf(const CBuildNode* pNode) { return pNode->IsLeaf() && pNode->bVisited; }
 
-std::vector<CBuildNode*> ReachedLeaves(CBuildNode* pRoot)
-{
-    std::vector<CBuildNode*> leaves;
-    WalkFrontFirst(pRoot, true, [&](CBuildNode* pNode) {
-        if (IsReachedLeaf(pNode))
-            leaves.push_back(pNode);
-    });
-    return leaves;
-}
-
 // The list builder keeps no plane index in its leaves, so before the first
 // pass every parser face gets a record of its table plane, which the
 // builder's cuts copy into each piece; the second pass reads it back.
@@ -206,19 +198,6 @@ int32_t CollectReachedFaces(CBuildNode* pRoot, CMapData* pOut)
         }
     }
     return pOut->FaceCount;
-}
-
-// Every reached leaf may light every reached leaf, itself included.
-void FillVisibleLeaves(const std::vector<CBuildNode*>& leaves)
-{
-    for (CBuildNode* pLeaf : leaves) {
-        delete[] pLeaf->pVisibleLeaves;
-        pLeaf->pVisibleLeaves = nullptr;
-        pLeaf->VisibleLeafCount = 0;
-        pLeaf->pVisibleLeaves = new CBuildNode*[leaves.size()];
-        std::copy(leaves.begin(), leaves.end(), pLeaf->pVisibleLeaves);
-        pLeaf->VisibleLeafCount = static_cast<int32_t>(leaves.size());
-    }
 }
 
 uint8_t ClampChannel(int32_t value)
@@ -314,8 +293,8 @@ void NumberTree(CBuildNode* pRoot, CCompiledMap* pOut, std::vector<CBuildNode*>*
 }
 
 // The lumps of the compiled map from the final tree and the parser's tables.
-CWriteCounts MakeCompiledMap(CCompileState& state, bool bLit, std::ostream& err,
-                             const std::string& mapPath, CCompiledMap* pOut)
+CWriteCounts MakeCompiledMap(CCompileState& state, const CLeafVisibility& visibility, bool bLit,
+                             std::ostream& err, const std::string& mapPath, CCompiledMap* pOut)
 {
     CWriteCounts counts;
     std::vector<CBuildNode*> leaves;
@@ -394,19 +373,30 @@ CWriteCounts MakeCompiledMap(CCompileState& state, bool bLit, std::ostream& err,
         pOut->Leaves.push_back(leaf);
     }
 
-    // Every written leaf sees every other written leaf. A row leaves out
-    // its own leaf: the viewer draws the camera's leaf before its list, so
-    // its own bit would draw that leaf twice.
+    // Row i holds the written leaves that leaf i sees, itself left out: the
+    // viewer draws the camera's own leaf first in any case.
     const int32_t leafCount = static_cast<int32_t>(pOut->Leaves.size());
-    const int32_t rowBytes = VisibilityRowBytes(leafCount);
-    std::vector<uint8_t> row(static_cast<size_t>(rowBytes), 0);
-    for (int32_t j = 0; j < leafCount; ++j)
-        row[static_cast<size_t>(j >> 3)] |= static_cast<uint8_t>(1u << (j & 7));
+    const size_t rowBytes = static_cast<size_t>(VisibilityRowBytes(leafCount));
+    pOut->Visibility.assign(rowBytes * static_cast<size_t>(leafCount), 0);
+    std::vector<int32_t> written(visibility.Leaves().size(), -1); // by visibility index
     for (int32_t i = 0; i < leafCount; ++i) {
-        const size_t start = pOut->Visibility.size();
-        pOut->Visibility.insert(pOut->Visibility.end(), row.begin(), row.end());
-        pOut->Visibility[start + static_cast<size_t>(i >> 3)] &=
-            static_cast<uint8_t>(~(1u << (i & 7)));
+        const int32_t index = visibility.IndexOf(leaves[static_cast<size_t>(i)]);
+        if (index >= 0)
+            written[static_cast<size_t>(index)] = i;
+    }
+    for (int32_t i = 0; i < leafCount; ++i) {
+        const int32_t index = visibility.IndexOf(leaves[static_cast<size_t>(i)]);
+        if (index < 0)
+            continue;
+        uint8_t* pRow = &pOut->Visibility[static_cast<size_t>(i) * rowBytes];
+        const uint64_t* pSeen = visibility.Row(index);
+        for (size_t w = 0; w < visibility.RowWords(); ++w) {
+            for (uint64_t bits = pSeen[w]; bits; bits &= bits - 1) {
+                const int32_t j = written[w * 64 + static_cast<size_t>(__builtin_ctzll(bits))];
+                if (j >= 0 && j != i)
+                    pRow[j >> 3] |= static_cast<uint8_t>(1u << (j & 7));
+            }
+        }
     }
     return counts;
 }
@@ -582,6 +572,16 @@ void Compile(const CCompileOptions& options, const CPaths& paths, std::ostream& 
     if (reached.empty())
         Fail("the flood of the second pass reached no leaf");
 
+    log << "\n######## Leaf visibility. ########" << std::endl;
+    start = ClockMs();
+    const CLeafVisibility visibility =
+        options.bNoVis
+            ? CLeafVisibility::AllVisible(reached)
+            : FlowVisibility(state.pRoot, state.pPortals, state.PortalCount, portalRun);
+    log << "Leaf visibility made in " << SecondsSince(start) << " seconds: "
+        << visibility.PairCount() << " of " << reached.size() * reached.size()
+        << " leaf pairs see each other" << (options.bNoVis ? " (--no-vis)." : ".") << std::endl;
+
     log << "\n######## Light. ########" << std::endl;
     start = ClockMs();
     bool bLit = false;
@@ -602,8 +602,8 @@ void Compile(const CCompileOptions& options, const CPaths& paths, std::ostream& 
             int32_t threads = options.Threads;
             if (threads < 1)
                 threads = static_cast<int32_t>(std::max(1u, std::thread::hardware_concurrency()));
-            FillVisibleLeaves(reached);
             MakeGrids(state.pRoot, state.pLights);
+            FillVisibleLeaves(state.pRoot, visibility);
             RunLightPasses(state.pRoot, options.Bounces, threads);
             bLit = true;
             log << "Light list:\t" << paths.Lights << "\nBounces:\t" << options.Bounces
@@ -615,7 +615,7 @@ void Compile(const CCompileOptions& options, const CPaths& paths, std::ostream& 
     log << "\n######## Writing the file. ########" << std::endl;
     start = ClockMs();
     CCompiledMap compiled;
-    const CWriteCounts counts = MakeCompiledMap(state, bLit, err, paths.Map, &compiled);
+    const CWriteCounts counts = MakeCompiledMap(state, visibility, bLit, err, paths.Map, &compiled);
     std::string error;
     if (!WriteCompiledMap(paths.Output.c_str(), compiled, &error))
         Fail(error.empty() ? "cannot write " + paths.Output : error);

@@ -3,13 +3,10 @@
 #include "compiler/clip.h"
 #include "compiler/progress.h"
 
+#include "compiler/parallel_for.h"
+
 #include <algorithm>
-#include <atomic>
 #include <cmath>
-#include <exception>
-#include <mutex>
-#include <system_error>
-#include <thread>
 #include <utility>
 
 namespace {
@@ -478,7 +475,7 @@ CFoundLeaves CPlaneCutter::Assign(const CFragment& fragment)
 std::vector<CPortal> CPlaneCutter::Cut(CPlane plane)
 {
     CLeafFace base;
-    MakeBaseFace(PORTAL_BASE_SIZE, plane, &base);
+    MakeBaseFace(g_fBaseFaceSize, plane, &base);
     Pool.clear();
     std::vector<CPortal> kept;
     if (!base.pVertices)
@@ -560,42 +557,18 @@ std::vector<std::vector<CPortal>> MakePlaneBlocks(const CPlane* pPlanes, int32_t
     const int64_t total = 2 * static_cast<int64_t>(std::max(planeCount, 0));
     std::vector<std::vector<CPortal>> blocks(static_cast<size_t>(total));
 
-    std::atomic<int64_t> next{0};
-    std::mutex failureLock;
-    std::exception_ptr failure;
-    auto work = [&] {
-        try {
-            CPlaneCutter cutter(tree);
-            for (int64_t i = next++; i < total; i = next++) {
+    try {
+        ParallelFor(
+            total, threads, [&] { return CPlaneCutter(tree); },
+            [&](CPlaneCutter& cutter, int64_t i) {
                 const CPlane& source = pPlanes[i / 2];
                 blocks[static_cast<size_t>(i)] = cutter.Cut(i % 2 == 0 ? -source : source);
                 if (pProgress)
                     pProgress->Step();
-            }
-        } catch (...) {
-            const std::lock_guard<std::mutex> lock(failureLock);
-            if (!failure)
-                failure = std::current_exception();
-            next = total; // the others stop at their next plane
-        }
-    };
-
-    if (threads <= 0)
-        threads = static_cast<int32_t>(std::max(1u, std::thread::hardware_concurrency()));
-    const int64_t helpers = std::min<int64_t>(threads, total) - 1;
-    std::vector<std::thread> pool;
-    try {
-        for (int64_t t = 0; t < helpers; ++t)
-            pool.emplace_back(work);
-    } catch (const std::system_error&) {
-        // Fewer threads than asked for do the same work.
-    }
-    work();
-    for (std::thread& thread : pool)
-        thread.join();
-    if (failure) {
+            });
+    } catch (...) {
         FreeBlocks(blocks);
-        std::rethrow_exception(failure);
+        throw;
     }
     return blocks;
 }

@@ -31,3 +31,15 @@ void WalkFrontFirst(CBuildNode* pNode, bool bNodeFirst, Visit visit)
             pending.push_back({pTop->pFront, false});
     }
 }
+
+// The leaves the flood reached, in the order of a front-first walk: the order
+// of the compiled file's leaves.
+inline std::vector<CBuildNode*> ReachedLeaves(CBuildNode* pRoot)
+{
+    std::vector<CBuildNode*> leaves;
+    WalkFrontFirst(pRoot, true, [&](CBuildNode* pNode) {
+        if (pNode->IsLeaf() && pNode->bVisited)
+            leaves.push_back(pNode);
+    });
+    return leaves;
+}

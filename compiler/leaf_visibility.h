@@ -1,0 +1,75 @@
+#pragma once
+// Which reached leaves can see which, from a flow through the portals.
+//
+// The reached leaves are first grouped into clusters: leaves join across a
+// join in open space, where no face lies on its plane beside it (a join with
+// a wall beside it is a doorway or runs on past a face's edge), up to a box
+// of CLUSTER_SIZE; a leaf no larger than CLUSTER_SMALL joins its neighbours
+// in any case. The portals between two clusters on one plane make an
+// opening there (their hull). A line of sight from anywhere in a cluster
+// leaves it through one of its openings and goes on through openings, each
+// in front of the one before. The flow follows such lines from every
+// cluster: through each further opening it keeps only the part that a line
+// from the cluster's box through the part seen of the last opening can
+// reach, cut by the planes that separate the two. Every cut keeps a margin
+// of VIS_SLACK on the far side, and the part seen of an opening grows to the
+// hull of all ways in. A flow that goes on too long gives up on the
+// geometry and counts every cluster it could still lead to as seen. So the
+// result is conservative: a leaf that some point of another can see through
+// the portals is in that leaf's set, and so is the rest of its cluster.
+#include "compiler/build_tree.h"
+#include "compiler/portal.h"
+
+#include <cstdint>
+#include <vector>
+
+constexpr double CLUSTER_SIZE = 512.0;
+constexpr double CLUSTER_SMALL = 32.0;
+// Openings that one cluster's flow follows with their geometry.
+constexpr size_t FLOW_BUDGET = 128;
+// How far a cut keeps what lies behind its plane.
+constexpr double VIS_SLACK = 0.5;
+
+class CLeafVisibility {
+public:
+    // Every leaf sees every leaf.
+    static CLeafVisibility AllVisible(std::vector<CBuildNode*> leaves);
+
+    // The reached leaves in the order of a front-first walk of the tree: the
+    // order of the compiled file's leaves.
+    const std::vector<CBuildNode*>& Leaves() const { return LeafList; }
+    // The place of a reached leaf in Leaves(); -1 for any other node.
+    int32_t IndexOf(const CBuildNode* pLeaf) const;
+    // The row of leaf 'from': bit (to & 63) of word (to >> 6) tells whether
+    // leaf 'to' is in its set. A leaf is in its own set.
+    const uint64_t* Row(int32_t from) const
+    {
+        return &ClusterRows[static_cast<size_t>(ClusterOf[static_cast<size_t>(from)]) * Words];
+    }
+    size_t RowWords() const { return Words; }
+    bool Sees(int32_t from, int32_t to) const { return (Row(from)[to >> 6] >> (to & 63)) & 1u; }
+    int32_t ClusterCount() const { return static_cast<int32_t>(ClusterLeaves.size()); }
+    // The number of pairs of leaves that see each other, a leaf and itself
+    // included.
+    int64_t PairCount() const;
+
+private:
+    friend class CVisibilityFlow;
+    friend CLeafVisibility FlowVisibility(CBuildNode*, const CPortal*, int32_t, const CPortalRun&);
+    CLeafVisibility(std::vector<CBuildNode*> leaves, std::vector<int32_t> clusterOf);
+    // Puts every leaf of cluster 'to' into the rows of cluster 'from'.
+    void SetClusters(int32_t from, int32_t to);
+
+    std::vector<CBuildNode*> LeafList;
+    std::vector<std::pair<const CBuildNode*, int32_t>> Sorted; // for IndexOf
+    std::vector<int32_t> ClusterOf;                            // per leaf
+    std::vector<std::vector<int32_t>> ClusterLeaves;           // per cluster
+    size_t Words = 0;                                          // 64-bit words per row
+    std::vector<uint64_t> ClusterRows;                         // one row per cluster
+};
+
+// The flow over the portal array of a flooded tree: every portal whose two
+// leaves were reached is part of an opening, blocked or not. Threads and
+// progress lines as for the portal stage.
+CLeafVisibility FlowVisibility(CBuildNode* pRoot, const CPortal* pPortals, int32_t portalCount,
+                               const CPortalRun& run = {});

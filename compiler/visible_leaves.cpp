@@ -1,0 +1,106 @@
+#include "compiler/visible_leaves.h"
+
+#include "compiler/light.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace {
+
+// A point this far from a plane may count as on either side of it: the band,
+// with room for the rounding of the sample positions.
+constexpr double SAMPLE_REACH = PLANE_EPSILON + 0.01;
+
+// Adds the reached leaves that the parallelogram of a grid's samples
+// touches, band included, to *pOut.
+void AddGridLeaves(const CBuildNode* pRoot, CLumelGrid& grid, const CLeafVisibility& visibility,
+                   std::vector<int32_t>* pOut)
+{
+    const int32_t last = LUMEL_GRID_SIZE - 1;
+    const CLumel* corners[4] = {GetLumel(&grid, 0, 0), GetLumel(&grid, last, 0),
+                                GetLumel(&grid, 0, last), GetLumel(&grid, last, last)};
+    if (std::find(std::begin(corners), std::end(corners), nullptr) != std::end(corners))
+        return;
+    std::vector<const CBuildNode*> pending{pRoot};
+    while (!pending.empty()) {
+        const CBuildNode* pNode = pending.back();
+        pending.pop_back();
+        if (!pNode)
+            continue;
+        if (pNode->IsLeaf()) {
+            const int32_t index = visibility.IndexOf(pNode);
+            if (index >= 0)
+                pOut->push_back(index);
+            continue;
+        }
+        bool bFront = false;
+        bool bBack = false;
+        for (const CLumel* pCorner : corners) {
+            const double d = pNode->Plane.DistanceTo(pCorner->Position);
+            bFront = bFront || d > -SAMPLE_REACH;
+            bBack = bBack || d < SAMPLE_REACH;
+        }
+        if (bFront)
+            pending.push_back(pNode->pFront);
+        if (bBack)
+            pending.push_back(pNode->pBack);
+    }
+}
+
+} // namespace
+
+void FillVisibleLeaves(CBuildNode* pRoot, const CLeafVisibility& visibility)
+{
+    const std::vector<CBuildNode*>& leaves = visibility.Leaves();
+    const size_t count = leaves.size();
+
+    // Where each leaf's samples lie, and which leaves have samples in each.
+    std::vector<std::vector<int32_t>> sampleLeaves(count);
+    std::vector<std::vector<int32_t>> holders(count);
+    for (size_t a = 0; a < count; ++a) {
+        std::vector<int32_t>& list = sampleLeaves[a];
+        list.push_back(static_cast<int32_t>(a));
+        CBuildNode* pLeaf = leaves[a];
+        for (int32_t g = 0; pLeaf->pGrids && g < pLeaf->FaceCount; ++g)
+            AddGridLeaves(pRoot, pLeaf->pGrids[g], visibility, &list);
+        std::sort(list.begin(), list.end());
+        list.erase(std::unique(list.begin(), list.end()), list.end());
+        for (const int32_t d : list)
+            holders[static_cast<size_t>(d)].push_back(static_cast<int32_t>(a));
+    }
+
+    const size_t words = (count + 63) / 64;
+    std::vector<uint64_t> seen(words);
+    std::vector<uint64_t> reached(words);
+    for (size_t a = 0; a < count; ++a) {
+        // The leaves seen from where A's samples lie...
+        std::fill(seen.begin(), seen.end(), 0);
+        for (const int32_t c : sampleLeaves[a]) {
+            const uint64_t* pRow = visibility.Row(c);
+            for (size_t w = 0; w < words; ++w)
+                seen[w] |= pRow[w];
+        }
+        // ...and the leaves with samples there.
+        std::fill(reached.begin(), reached.end(), 0);
+        for (size_t w = 0; w < words; ++w) {
+            for (uint64_t bits = seen[w]; bits; bits &= bits - 1) {
+                const size_t d = w * 64 + static_cast<size_t>(__builtin_ctzll(bits));
+                for (const int32_t b : holders[d])
+                    reached[static_cast<size_t>(b) >> 6] |= uint64_t(1) << (b & 63);
+            }
+        }
+        CBuildNode* pLeaf = leaves[a];
+        delete[] pLeaf->pVisibleLeaves;
+        pLeaf->pVisibleLeaves = nullptr;
+        pLeaf->VisibleLeafCount = 0;
+        int32_t listed = 0;
+        for (const uint64_t word : reached)
+            listed += __builtin_popcountll(word);
+        pLeaf->pVisibleLeaves = new CBuildNode*[static_cast<size_t>(listed)];
+        for (size_t w = 0; w < words; ++w) {
+            for (uint64_t bits = reached[w]; bits; bits &= bits - 1)
+                pLeaf->pVisibleLeaves[pLeaf->VisibleLeafCount++] =
+                    leaves[w * 64 + static_cast<size_t>(__builtin_ctzll(bits))];
+        }
+    }
+}
