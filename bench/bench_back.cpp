@@ -21,6 +21,7 @@
 #include "platform/files.h"
 
 #include "bench/bench_maps.h"
+#include "bench/peak_memory.h"
 #include "bench/map_generator.h"
 
 #include <benchmark/benchmark.h>
@@ -45,26 +46,6 @@ double Now()
     return duration<double>(steady_clock::now().time_since_epoch()).count();
 }
 
-// Resets the resident high-water mark of this process; false where the
-// kernel doesn't allow it.
-bool ResetPeakMemory()
-{
-    std::ofstream file("/proc/self/clear_refs");
-    file << "5";
-    file.flush();
-    return static_cast<bool>(file);
-}
-
-// VmHWM of this process, in MiB.
-double PeakMemoryMb()
-{
-    std::ifstream file("/proc/self/status");
-    for (std::string line; std::getline(file, line);) {
-        if (line.rfind("VmHWM:", 0) == 0)
-            return std::stod(line.substr(6)) / 1024.0; // the value is in kB
-    }
-    return 0;
-}
 
 struct CMapInput {
     std::string Path;

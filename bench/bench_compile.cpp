@@ -1,20 +1,58 @@
-// Whole compiles with vorlane-compile's pipeline: every sample map, the large
-// generated map of 1500 brushes and every shared map, with and without
-// light, at 1 and 2 threads. The shared maps have no light lists of their
-// own, so they compile full-bright either way; the sample maps carry theirs.
+// Whole compiles with vorlane-compile's pipeline: the sample maps lit, and
+// the generated maps of 250, 1000 and 1500 brushes with and without light,
+// at 1 and 2 threads. Each run reports the seconds of every stage (both
+// passes of the tree and portal stages added up), read from the stage
+// lines, and peak_MB, the process's resident high-water mark (VmHWM) after
+// the run; it is reset before each run where the kernel allows it
+// (clear_refs), else it is the peak of the whole run so far and a map alone
+// is measured with --benchmark_filter. cpu_s is the CPU time of the process
+// during the run, all threads together.
 #include "bench/bench_maps.h"
+#include "bench/peak_memory.h"
 #include "compiler/compile_options.h"
 #include "compiler/compile_pipeline.h"
 #include "tools/sample_maps.h"
 
 #include <benchmark/benchmark.h>
 
+#include <ctime>
 #include <filesystem>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
 
 namespace {
+
+// CPU seconds of the process so far, all threads together.
+double CpuSeconds()
+{
+    timespec now{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+// The stage lines of the compile log and the counter each one adds to.
+const std::pair<const char*, const char*> STAGE_LINES[] = {
+    {"Map text read in ", "read_s"},      {"Tree created in ", "tree_s"},
+    {"Set created in ", "planes_s"},      {"Portals created in ", "portals_s"},
+    {"Visibility set in ", "flood_s"},    {"Leaf visibility made in ", "vis_s"},
+    {"Light done in ", "light_s"},        {"File written in ", "write_s"},
+};
+
+// Adds up the seconds of each stage line of a log.
+std::map<std::string, double> StageSeconds(const std::string& log)
+{
+    std::map<std::string, double> seconds;
+    std::istringstream lines(log);
+    for (std::string line; std::getline(lines, line);) {
+        for (const auto& [pszStart, pszCounter] : STAGE_LINES) {
+            if (line.rfind(pszStart, 0) == 0)
+                seconds[pszCounter] += std::stod(line.substr(std::string(pszStart).size()));
+        }
+    }
+    return seconds;
+}
 
 void BM_Compile(benchmark::State& state, std::string path, bool bLight, int32_t threads,
                 std::string output)
@@ -24,31 +62,29 @@ void BM_Compile(benchmark::State& state, std::string path, bool bLight, int32_t 
     options.OutputPath = output;
     options.bNoLight = !bLight;
     options.Threads = threads;
-    options.bQuiet = true;
+    std::map<std::string, double> seconds;
+    double cpu = 0;
+    ResetPeakMemory();
     for (auto _ : state) {
         std::ostringstream out;
         std::ostringstream err;
+        const double start = CpuSeconds();
         if (RunCompile(options, out, err) != COMPILE_EXIT_OK) {
             state.SkipWithError(err.str().c_str());
             break;
         }
+        cpu += CpuSeconds() - start;
+        for (const auto& [name, value] : StageSeconds(out.str()))
+            seconds[name] += value;
     }
+    const double runs = static_cast<double>(std::max<benchmark::IterationCount>(state.iterations(), 1));
+    for (const auto& [name, value] : seconds)
+        state.counters[name] = value / runs;
+    state.counters["cpu_s"] = cpu / runs;
+    state.counters["peak_MB"] = PeakMemoryMb();
 }
 
-constexpr int LARGE_MAP_BRUSHES = 1500;
-
-// The sample maps of data/maps, and the large one written beside the
-// scratch files with its light list and pictures.
-std::vector<std::filesystem::path> SampleMaps(const std::filesystem::path& scratch)
-{
-    std::vector<std::filesystem::path> maps;
-    for (const char* name : {"room.map", "level.map"})
-        maps.push_back(std::filesystem::path(VORLANE_DATA_MAPS_DIR) / name);
-    const std::filesystem::path folder = scratch / "large";
-    if (samples::WriteFiles(folder, samples::LargeFiles(LARGE_MAP_BRUSHES, "large.map")))
-        maps.push_back(folder / "large.map");
-    return maps;
-}
+constexpr int GENERATED_BRUSHES[] = {250, 1000, 1500};
 
 } // namespace
 
@@ -58,31 +94,42 @@ int main(int argc, char** argv)
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 1;
 
+    // The scratch directory stands for "C:\" and holds the generated maps.
     const CBenchMaps inputs("bench_compile");
-    std::vector<CBenchMap> maps;
-    if (!inputs.Collect(&maps))
-        return 1;
-    std::vector<std::pair<std::string, std::string>> runs;
-    for (const std::filesystem::path& path : SampleMaps(GetDriveRoot()))
-        runs.push_back({path.stem().string(), path.string()});
-    for (const CBenchMap& map : maps) {
-        if (map.Name.rfind("generated_", 0) != 0) // the generated maps have no start inside
-            runs.push_back({map.Name, map.Path});
+    const std::filesystem::path scratch = GetDriveRoot();
+    struct CRun {
+        std::string Name;
+        std::string Path;
+        bool bLight;
+    };
+    std::vector<CRun> runs;
+    for (const char* pszName : {"room", "level"})
+        runs.push_back({pszName, std::string(VORLANE_DATA_MAPS_DIR) + "/" + pszName + ".map", true});
+    for (const int brushes : GENERATED_BRUSHES) {
+        const std::string name = "generated_" + std::to_string(brushes);
+        const std::filesystem::path folder = scratch / name;
+        if (!samples::WriteFiles(folder, samples::LargeFiles(brushes, name + ".map"))) {
+            std::fprintf(stderr, "can't write %s\n", folder.c_str());
+            return 1;
+        }
+        for (const bool bLight : {false, true})
+            runs.push_back({name, (folder / (name + ".map")).string(), bLight});
     }
 
-    const std::string output = GetDriveRoot() + "/out.vmz";
-    for (const auto& [name, path] : runs) {
-        for (const bool bLight : {false, true}) {
-            for (const int32_t threads : {1, 2}) {
-                const std::string label = "Compile/" + name + (bLight ? "/light" : "/no_light") +
-                                          "/threads:" + std::to_string(threads);
-                benchmark::RegisterBenchmark(label.c_str(), BM_Compile, path, bLight, threads,
-                                             output)
-                    ->Unit(benchmark::kMillisecond)
-                    ->Iterations(1);
-            }
+    const std::string output = (scratch / "out.vmz").string();
+    for (const CRun& run : runs) {
+        for (const int32_t threads : {1, 2}) {
+            const std::string label = "Compile/" + run.Name +
+                                      (run.bLight ? "/light" : "/no_light") +
+                                      "/threads:" + std::to_string(threads);
+            benchmark::RegisterBenchmark(label.c_str(), BM_Compile, run.Path, run.bLight, threads,
+                                         output)
+                ->Unit(benchmark::kMillisecond)
+                ->Iterations(1);
         }
     }
+    if (!ResetPeakMemory())
+        std::fprintf(stderr, "peak_MB is the peak of the whole run: clear_refs refused\n");
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     return 0;

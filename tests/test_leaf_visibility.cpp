@@ -3,14 +3,17 @@
 #include "bench/map_generator.h"
 #include "compiler/build_tree.h"
 #include "compiler/compile_driver.h"
+#include "compiler/compile_pipeline.h"
+#include "compiler/light.h"
 #include "compiler/map_parser.h"
 #include "compiler/visibility.h"
-#include "compiler/light.h"
+#include "viewer/map_reader.h"
 
 #include "tests/scratch_dir.h"
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -22,32 +25,35 @@ constexpr double CELL = 64;
 // the origin puts both of its sides in front.
 constexpr double OFFSET = 1000;
 
-// A map drawn on a grid of CELL-sized cells, north row first: every '#' is a
-// solid column from the floor to the ceiling, every other cell open space,
-// under one ceiling and over one floor. The start stands in the cell marked
-// 'S'; map text axes x east, y north, z up.
+// A map drawn on a grid of CELL-sized cells, north row first: '#' is a solid
+// column from the floor to the ceiling, any other cell open space under one
+// ceiling and over one floor; 'L' hangs a lamp from the ceiling, 'S' is the
+// start. Map text axes: x east, y north, z up.
 std::string GridMap(const std::vector<std::string>& plan)
 {
+    const double o = OFFSET;
     const double rows = static_cast<double>(plan.size());
     const double width = static_cast<double>(plan[0].size()) * CELL;
     std::string text = "{\n\"classname\" \"worldspawn\"\n";
-    auto add = [&](const mapgen::Brush& brush) {
+    auto add = [&](const mapgen::Vec3& low, const mapgen::Vec3& high, const char* pszTexture) {
         text += "{\n";
-        for (const mapgen::Side& side : brush)
+        for (const mapgen::Side& side : mapgen::Box(low, high, pszTexture))
             mapgen::AppendSide(text, side);
         text += "}\n";
     };
-    const double o = OFFSET;
-    add(mapgen::Box({o, o, o - 16}, {o + width, o + rows * CELL, o}, "floor"));
-    add(mapgen::Box({o, o, o + 128}, {o + width, o + rows * CELL, o + 144}, "ceiling"));
+    add({o, o, o - 16}, {o + width, o + rows * CELL, o}, "floor");
+    add({o, o, o + 128}, {o + width, o + rows * CELL, o + 144}, "ceiling");
     std::string start;
     for (size_t row = 0; row < plan.size(); ++row) {
         const double y = o + (rows - 1 - static_cast<double>(row)) * CELL;
         for (size_t column = 0; column < plan[row].size(); ++column) {
             const double x = o + static_cast<double>(column) * CELL;
-            if (plan[row][column] == '#')
-                add(mapgen::Box({x, y, o}, {x + CELL, y + CELL, o + 128}, "wall"));
-            if (plan[row][column] == 'S')
+            const char cell = plan[row][column];
+            if (cell == '#')
+                add({x, y, o}, {x + CELL, y + CELL, o + 128}, "wall");
+            if (cell == 'L')
+                add({x + 16, y + 16, o + 112}, {x + 48, y + 48, o + 128}, "lamp");
+            if (cell == 'S')
                 start = mapgen::FormatNumber(x + CELL / 2) + " " +
                         mapgen::FormatNumber(y + CELL / 2) + " " + mapgen::FormatNumber(o + 64);
         }
@@ -59,30 +65,48 @@ std::string GridMap(const std::vector<std::string>& plan)
 // north to the second: no line from the first room reaches the second.
 const std::vector<std::string> BENT_CORRIDOR = {
     "############", //
-    "#####.....##", // second room: cells x 5..9, y 8..10
+    "#####.....##", // second room: columns 5..9, rows 8..10
     "#####.....##", //
     "#####.....##", //
-    "########.###", // the corridor north: x 8, y 3..7
+    "########.###", // the corridor north: column 8, rows 3..7
     "########.###", //
     "########.###", //
-    "#....###.###", // first room: x 1..4, y 1..4
-    "#....###.###", //
-    "#...S....###", // the corridor east: x 5..8, y 2
+    "#....###.###", // first room: columns 1..4, rows 1..4
+    "#.L..###.###", //
+    "#...S....###", // the corridor east: columns 5..8, row 2
     "#....#######", //
     "############", //
 };
 
+// Three by three rooms with a doorway in the middle of each wall: lines
+// thread through doorways at all sorts of angles.
+const std::vector<std::string> ROOMS = {
+    "#################", "#.....#.....#...#", "#.....#.....#...#", "#...............#",
+    "#.....#.....#...#", "#.....#.....#...#", "###.#####.####.##", "#.....#.....#...#",
+    "#.....#.....#...#", "#...............#", "#.....#.....#...#", "#.....#.....#...#",
+    "###.#####.####.##", "#.....#.....#...#", "#.....#.....#...#", "#.S.............#",
+    "#.....#.....#...#", "#.....#.....#...#", "#################",
+};
+
+// A point in the middle of a cell (columns east, rows north from the
+// south-west corner) at half height, in world axes: (x, z, y) of the map
+// text.
+CVector CellCentre(double column, double row)
+{
+    return CVector(float(OFFSET + (column + 0.5) * CELL), float(OFFSET + 64),
+                   float(OFFSET + (row + 0.5) * CELL));
+}
+
 // A map compiled by the set driver, with its leaf visibility.
-class VisibilityMapTest : public ScratchDirTest {
+class LeafVisibilityTest : public ScratchDirTest {
 protected:
     void Compile(const std::vector<std::string>& plan, const CVector& start)
     {
-        SCOPED_TRACE("compile");
         ASSERT_TRUE(ParseMapFile(Write("grid.map", GridMap(plan)).c_str(), &Map));
         ASSERT_TRUE(MakeFaceSetFromMap(&Map, &Set));
         std::ostringstream log;
         ASSERT_TRUE(CompileFaceSet(&Set, &start, &pPortals, &PortalCount, &pRoot, log));
-        Vis = FlowVisibility(pRoot, pPortals, PortalCount);
+        Vis = FlowVisibility(pRoot, pPortals, PortalCount, {2, nullptr});
     }
     void TearDown() override
     {
@@ -91,15 +115,6 @@ protected:
         FreeFaceSet(&Set);
         FreeMapData(&Map);
         ScratchDirTest::TearDown();
-    }
-
-    // A point in the middle of a cell (columns east, rows north from the
-    // south-west corner) at half height, in world axes: (x, z, y) of the map
-    // text.
-    static CVector CellCentre(double column, double row)
-    {
-        return CVector(float(OFFSET + (column + 0.5) * CELL), float(OFFSET + 64),
-                       float(OFFSET + (row + 0.5) * CELL));
     }
     int32_t LeafAt(double column, double row) const
     {
@@ -115,20 +130,129 @@ protected:
     CLeafVisibility Vis = CLeafVisibility::AllVisible({});
 };
 
-TEST_F(VisibilityMapTest, ABendInTheCorridorHidesEachRoomFromTheOther)
+TEST_F(LeafVisibilityTest, ABendInTheCorridorHidesEachRoomFromTheOther)
 {
     Compile(BENT_CORRIDOR, CellCentre(4, 2));
     const int32_t firstRoom = LeafAt(2, 3);
     const int32_t secondRoom = LeafAt(7, 9);
     const int32_t bend = LeafAt(8, 2);
-    ASSERT_GE(firstRoom, 0);
-    ASSERT_GE(secondRoom, 0);
-    ASSERT_GE(bend, 0);
+    ASSERT_TRUE(firstRoom >= 0 && secondRoom >= 0 && bend >= 0);
     EXPECT_FALSE(Vis.Sees(firstRoom, secondRoom));
     EXPECT_FALSE(Vis.Sees(secondRoom, firstRoom));
     EXPECT_TRUE(Vis.Sees(bend, firstRoom));
     EXPECT_TRUE(Vis.Sees(bend, secondRoom));
     EXPECT_TRUE(Vis.Sees(firstRoom, bend));
+    EXPECT_TRUE(Vis.Sees(firstRoom, firstRoom));
+}
+
+// Random segments between open cells: whenever the light's line-of-sight
+// test lets one through, the leaf at each end is in the other's set.
+TEST_F(LeafVisibilityTest, EveryLineOfSightIsInTheSets)
+{
+    Compile(ROOMS, CellCentre(2, 3));
+    std::mt19937 random(7);
+    std::uniform_real_distribution<float> unit(0.01f, 0.99f);
+    auto pointIn = [&](int column, int row) {
+        return CVector(float(OFFSET + (column + unit(random)) * CELL),
+                       float(OFFSET + 128 * unit(random)),
+                       float(OFFSET + (row + unit(random)) * CELL));
+    };
+    std::vector<std::pair<int, int>> open;
+    for (size_t row = 0; row < ROOMS.size(); ++row) {
+        for (size_t column = 0; column < ROOMS[row].size(); ++column) {
+            if (ROOMS[row][column] != '#')
+                open.push_back({int(column), int(ROOMS.size() - 1 - row)});
+        }
+    }
+    int passed = 0;
+    int hidden = 0;
+    for (int k = 0; k < 40000; ++k) {
+        const auto [c0, r0] = open[random() % open.size()];
+        const auto [c1, r1] = open[random() % open.size()];
+        const CVector from = pointIn(c0, r0);
+        const CVector to = pointIn(c1, r1);
+        const int32_t a = Vis.IndexOf(FindLeaf(pRoot, &from));
+        const int32_t b = Vis.IndexOf(FindLeaf(pRoot, &to));
+        ASSERT_TRUE(a >= 0 && b >= 0);
+        if (LineOfSight(pRoot, &from, &to)) {
+            ++passed;
+            ASSERT_TRUE(Vis.Sees(a, b) && Vis.Sees(b, a)) << k;
+        }
+        hidden += Vis.Sees(a, b) ? 0 : 1;
+    }
+    // Both kinds of pair came up.
+    EXPECT_GT(passed, 1000);
+    EXPECT_GT(hidden, 1000);
+}
+
+// The compile as the tool runs it, with the lamp in the first room.
+class LeafVisibilityCompileTest : public ScratchDirTest {
+protected:
+    // Compiles the bent corridor map lit into NAME and reads the file back.
+    void Compile(const std::string& name, bool bNoVis, CMapImage* pImage)
+    {
+        CCompileOptions options;
+        options.MapPath = Write("bent.map", GridMap(BENT_CORRIDOR));
+        options.LightsPath = Write("bent.lights", "lamp 255 240 200 10\n");
+        options.OutputPath = Path(name);
+        options.bKeepOrigin = true;
+        options.bNoVis = bNoVis;
+        options.bQuiet = true;
+        std::ostringstream out;
+        std::ostringstream err;
+        ASSERT_EQ(RunCompile(options, out, err), COMPILE_EXIT_OK) << err.str();
+        ASSERT_EQ(ReadMapImage(Path(name).c_str(), pImage), MAP_READ_OK);
+    }
+};
+
+// The leaf of the file that holds a cell's centre, by the viewer's descent.
+int32_t FileLeafAt(const CMapImage& image, double column, double row)
+{
+    const CVector point = CellCentre(column, row);
+    int32_t child = 1; // node 0
+    while (child > 0) {
+        const CMapNode& node = image.pNodes[child - 1];
+        const double d = Dot(point, node.Normal) + double(node.Distance);
+        child = d > 0 ? node.Front : node.Back;
+    }
+    return -child - 1;
+}
+
+bool RowHas(const CMapImage& image, int32_t from, int32_t to)
+{
+    return (image.pVisibility[size_t(from) * size_t(image.nRowBytes) + size_t(to >> 3)] >>
+            (to & 7)) & 1;
+}
+
+TEST_F(LeafVisibilityCompileTest, RowsCullTheHiddenRoomAndLightStaysTheSame)
+{
+    CMapImage flow{};
+    CMapImage all{};
+    Compile("flow.vmz", false, &flow);
+    Compile("all.vmz", true, &all);
+    const int32_t firstRoom = FileLeafAt(flow, 2, 3);
+    const int32_t secondRoom = FileLeafAt(flow, 7, 9);
+    const int32_t bend = FileLeafAt(flow, 8, 2);
+    EXPECT_FALSE(RowHas(flow, firstRoom, secondRoom));
+    EXPECT_TRUE(RowHas(flow, bend, firstRoom) && RowHas(flow, bend, secondRoom));
+    EXPECT_FALSE(RowHas(flow, firstRoom, firstRoom)) << "the viewer draws its own leaf anyway";
+    EXPECT_TRUE(RowHas(all, firstRoom, secondRoom));
+
+    // The lamp lights the first room and nothing reaches the second, with
+    // the flow's lists as with every leaf in every list.
+    ASSERT_EQ(flow.nLightmapBytes, all.nLightmapBytes);
+    EXPECT_EQ(std::vector<uint8_t>(flow.pLightmaps, flow.pLightmaps + flow.nLightmapBytes),
+              std::vector<uint8_t>(all.pLightmaps, all.pLightmaps + all.nLightmapBytes));
+    const CMapLeaf& lit = flow.pLeaves[firstRoom];
+    const CMapLeaf& dark = flow.pLeaves[secondRoom];
+    auto brightest = [&](const CMapLeaf& leaf) {
+        const uint8_t* pFirst = flow.pLightmaps + size_t(leaf.FirstFace) * LIGHTMAP_BLOCK_SIZE;
+        return *std::max_element(pFirst, pFirst + size_t(leaf.FaceCount) * LIGHTMAP_BLOCK_SIZE);
+    };
+    EXPECT_GT(brightest(lit), 0);
+    EXPECT_EQ(brightest(dark), 0);
+    FreeMapImage(&flow);
+    FreeMapImage(&all);
 }
 
 } // namespace

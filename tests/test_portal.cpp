@@ -15,7 +15,6 @@
 #include <cstring>
 #include <iterator>
 #include <limits>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -408,77 +407,3 @@ INSTANTIATE_TEST_SUITE_P(
                                      SharedMap("hl_currents.map"),
                                      std::string(VORLANE_DATA_MAPS_DIR) + "/level.map"),
                      testing::Bool()));
-
-// The sealed rooms through both builders: every portal joins two leaves,
-// an unblocked one is linked from both, and no leaf links one neighbour
-// twice on one plane and orientation.
-using SealedRoomTest = ScratchDirTest;
-
-TEST_F(SealedRoomTest, PortalsJoinLeafPairsLinkedOncePerOrientation)
-{
-    for (const std::string& path : {Fixture("room6.map"), SharedMap("qbsp_simple_sealed.map")}) {
-        for (bool bSetBuilder : {false, true}) {
-            SCOPED_TRACE(path + (bSetBuilder ? " set builder" : " list builder"));
-            CMapData map;
-            ASSERT_TRUE(ParseMapFile(path.c_str(), &map));
-            CFaceSet set;
-            std::vector<CPlane> planes;
-            CBuildNode* pRoot = nullptr;
-            if (bSetBuilder) {
-                ASSERT_TRUE(MakeFaceSetFromMap(&map, &set));
-                pRoot = BuildTreeFromSet(&set, nullptr);
-                planes.assign(set.pPlanes, set.pPlanes + set.Count);
-            } else {
-                pRoot = BuildTreeFromList(&map);
-                int32_t count = 0;
-                NumberPlanes(map.pPlanes, &count);
-                planes.resize(count);
-                CopyPlanes(planes.data(), map.pPlanes);
-            }
-            CPortal* pPortals = nullptr;
-            const int32_t count =
-                BuildPortals(planes.data(), static_cast<int32_t>(planes.size()), pRoot, &pPortals);
-            EXPECT_GT(count, 0);
-
-            std::set<CBuildNode*> leaves;
-            for (int32_t i = 0; i < count; ++i) {
-                const CPortal& portal = pPortals[i];
-                ASSERT_EQ(portal.NodeCount, 2);
-                ASSERT_NE(portal.pNodes[0], portal.pNodes[1]);
-                ASSERT_TRUE(portal.pNodes[0]->IsLeaf() && portal.pNodes[1]->IsLeaf());
-                int links = 0;
-                for (CBuildNode* pLeaf : portal.pNodes) {
-                    leaves.insert(pLeaf);
-                    links +=
-                        std::count(pLeaf->pPortals, pLeaf->pPortals + pLeaf->PortalCount, &portal);
-                }
-                EXPECT_TRUE(portal.bBlocked ? links <= 1 : links == 2) << i;
-            }
-            for (CBuildNode* pLeaf : leaves) {
-                for (int32_t j = 0; j < pLeaf->PortalCount; ++j) {
-                    const CPortal* pA = pLeaf->pPortals[j];
-                    ASSERT_TRUE(pA->pNodes[0] == pLeaf || pA->pNodes[1] == pLeaf);
-                    const CBuildNode* pOther = pA->pNodes[pA->pNodes[0] == pLeaf ? 1 : 0];
-                    for (int32_t m = j + 1; m < pLeaf->PortalCount; ++m) {
-                        const CPortal* pB = pLeaf->pPortals[m];
-                        const CVector d = pA->Plane.Normal - pB->Plane.Normal;
-                        EXPECT_FALSE(
-                            (pB->pNodes[0] == pOther || pB->pNodes[1] == pOther) &&
-                            std::fabs(d.x) <= NORMAL_EPSILON && std::fabs(d.y) <= NORMAL_EPSILON &&
-                            std::fabs(d.z) <= NORMAL_EPSILON &&
-                            std::fabs(pA->Plane.Distance - pB->Plane.Distance) < PLANE_EPSILON);
-                    }
-                }
-            }
-
-            FreePortals(&pPortals, count);
-            for (CBuildNode* pLeaf : leaves) {
-                for (int32_t j = 0; j < pLeaf->PortalCount; ++j)
-                    EXPECT_EQ(pLeaf->pPortals[j], nullptr);
-            }
-            FreeTree(&pRoot);
-            FreeFaceSet(&set);
-            FreeMapData(&map);
-        }
-    }
-}
