@@ -17,6 +17,7 @@
 #include "compiler/map_tables.h"
 #include "compiler/plane_set.h"
 #include "compiler/portal.h"
+#include "compiler/tree_walk.h"
 #include "compiler/visibility.h"
 #include "platform/files.h"
 
@@ -46,7 +47,6 @@ double Now()
     return duration<double>(steady_clock::now().time_since_epoch()).count();
 }
 
-
 struct CMapInput {
     std::string Path;
     CVector Start;
@@ -63,21 +63,14 @@ struct CStageTimes {
     int32_t Leaves = 0;
 };
 
-void CountLeaves(const CBuildNode* pRoot, CStageTimes* pTimes)
+void CountLeaves(CBuildNode* pRoot, CStageTimes* pTimes)
 {
-    std::vector<const CBuildNode*> pending{pRoot};
-    while (!pending.empty()) {
-        const CBuildNode* pNode = pending.back();
-        pending.pop_back();
-        if (!pNode)
-            continue;
+    WalkFrontFirst(pRoot, true, [&](const CBuildNode* pNode) {
         if (pNode->IsLeaf()) {
             ++pTimes->Leaves;
             pTimes->ReachedLeaves += pNode->bVisited ? 1 : 0;
         }
-        pending.push_back(pNode->pFront);
-        pending.push_back(pNode->pBack);
-    }
+    });
 }
 
 // One compile, stage by stage as the drivers run them; the tree and portals

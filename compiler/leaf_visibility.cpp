@@ -1,9 +1,8 @@
 #include "compiler/leaf_visibility.h"
 
+#include "compiler/parallel_for.h"
 #include "compiler/progress.h"
 #include "compiler/tree_walk.h"
-
-#include "compiler/parallel_for.h"
 
 #include <algorithm>
 #include <cmath>
@@ -77,6 +76,8 @@ void Clip(CWinding* pW, const CFlowPlane& plane, double slack, CWinding* pScratc
 // normal; points closer than a hundredth of a unit merge.
 CWinding Hull(const std::vector<CPoint>& points, const CPoint& normal)
 {
+    if (points.size() < 3)
+        return {};
     const CPoint helper = std::fabs(normal.x) < 0.6 ? CPoint{1, 0, 0} : CPoint{0, 1, 0};
     const CPoint u = Cross(normal, helper);
     const CPoint v = Cross(normal, u);

@@ -282,8 +282,10 @@ void CPlaneCutter::CutFragment(const CFlatNode& node, const CFragment& fragment,
         backCount += d[i] < BAND ? 1 : 0;
         crossings += crosses(i) ? 1 : 0;
     }
-    const bool bFrontWhole = crossings == 0 && frontCount == count;
-    const bool bBackWhole = crossings == 0 && backCount == count;
+    // With every vertex on a piece's side there is nothing across the band to
+    // cross to, so no crossing either: the piece is the fragment.
+    const bool bFrontWhole = frontCount == count;
+    const bool bBackWhole = backCount == count;
 
     FrontPiece.clear();
     BackPiece.clear();
