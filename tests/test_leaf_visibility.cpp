@@ -7,6 +7,7 @@
 #include "compiler/light.h"
 #include "compiler/map_parser.h"
 #include "compiler/visibility.h"
+#include "compiler/visible_leaves.h"
 #include "viewer/map_reader.h"
 
 #include "tests/scratch_dir.h"
@@ -253,6 +254,40 @@ TEST_F(LeafVisibilityCompileTest, RowsCullTheHiddenRoomAndLightStaysTheSame)
     EXPECT_EQ(brightest(dark), 0);
     FreeMapImage(&flow);
     FreeMapImage(&all);
+}
+
+// Two reached leaves on either side of y = 0 and no portal between them, so
+// each sees only itself. A grid whose samples lie on the plane counts on
+// both sides, as a line of sight from a point in the band may go either way.
+TEST(FillVisibleLeaves, SamplesInTheBandOfAPlaneCountOnBothSides)
+{
+    CBuildNode* pRoot = new CBuildNode();
+    pRoot->Plane = CPlane(CVector(0, 1, 0), 0.0f);
+    CBuildNode* pFront = pRoot->pFront = new CBuildNode();
+    CBuildNode* pBack = pRoot->pBack = new CBuildNode();
+    for (CBuildNode* pLeaf : {pFront, pBack}) {
+        pLeaf->bVisited = true;
+        pLeaf->FaceCount = 1;
+        pLeaf->pFaces = new CLeafFace[1];
+        pLeaf->pGrids = new CLumelGrid[1];
+        pLeaf->pGrids[0].pLumels = new CLumel[LUMEL_GRID_COUNT];
+        pLeaf->pGrids[0].LumelCount = LUMEL_GRID_COUNT;
+        for (int32_t i = 0; i < LUMEL_GRID_COUNT; ++i) {
+            const float height = pLeaf == pFront ? 5.0f : 0.0f;
+            pLeaf->pGrids[0].pLumels[i].Position = CVector(float(i % 16), height, float(i / 16));
+        }
+    }
+    const CLeafVisibility vis = FlowVisibility(pRoot, nullptr, 0);
+    ASSERT_FALSE(vis.Sees(0, 1));
+    FillVisibleLeaves(pRoot, vis);
+    // The front leaf's light reaches the back leaf's samples, and the back
+    // leaf's light starts in the front leaf too; both lists in walk order.
+    for (CBuildNode* pLeaf : {pFront, pBack}) {
+        ASSERT_EQ(pLeaf->VisibleLeafCount, 2);
+        EXPECT_EQ(pLeaf->pVisibleLeaves[0], pFront);
+        EXPECT_EQ(pLeaf->pVisibleLeaves[1], pBack);
+    }
+    FreeTree(&pRoot);
 }
 
 } // namespace
