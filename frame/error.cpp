@@ -1,10 +1,10 @@
 #include "frame/error.h"
 
+#include "platform/files.h"
 #include "platform/message_box.h"
 
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -82,7 +82,8 @@ int CError::ShowMessageBox(HWND hWnd) const
 bool CError::OpenLog(const char* pszFileName, bool bWriteHeader)
 {
     CloseLog();
-    hLogFile = ::open(pszFileName, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    // Through the file layer, so that "C:\" names its root as everywhere.
+    hLogFile = CreateFileWrite(pszFileName);
     if (hLogFile == INVALID_FILE_HANDLE)
         return false;
     if (bWriteHeader) {

@@ -214,6 +214,20 @@ int32_t CJoystick::GetAxis(int nIndex) const
     return nValue;
 }
 
+uint32_t CJoystick::GetStickAxis(int nIndex) const
+{
+    if (!IsOpen() || nIndex < 0 || nIndex >= GetAxisCount())
+        return JOYSTICK_AXIS_CENTRE;
+    return static_cast<uint32_t>(GetAxis(nIndex));
+}
+
+int CJoystick::GetStickPovDirection(int nIndex) const
+{
+    if (!IsOpen() || nIndex < 0 || nIndex >= GetPovCount())
+        return 0;
+    return GetPovDirection(nIndex);
+}
+
 // Hat values may stand at offsets that are not a multiple of 4, hence the
 // byte copy.
 uint32_t CJoystick::GetPov(int nIndex) const

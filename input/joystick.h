@@ -18,6 +18,9 @@ constexpr int HAT_DOWN = 4;
 constexpr int HAT_UP = 8;
 constexpr int HAT_OFF_CENTRE = 16;
 
+// Where an axis rests: the middle of the platform's 0..65535 range.
+constexpr uint32_t JOYSTICK_AXIS_CENTRE = 32767;
+
 class CJoystick {
 public:
     CJoystick();
@@ -39,6 +42,13 @@ public:
     int GetButtonState(int nIndex) const;
     // Raw values; 0 with no device or a bad index.
     int32_t GetAxis(int nIndex) const;
+    // The axis as a stick reads it: the raw value, or JOYSTICK_AXIS_CENTRE
+    // when the device is closed or has no such axis, so that a pad with
+    // fewer axes than a binding names does not read as a stick pushed to 0.
+    uint32_t GetStickAxis(int nIndex) const;
+    // GetPovDirection of a hat as a stick reads it: 0, centred, when the
+    // device is closed or has no such hat.
+    int GetStickPovDirection(int nIndex) const;
     uint32_t GetPov(int nIndex) const;
     // The eighth of the circle a hat points to, or -1 when centred.
     int GetPovOctant(int nIndex) const;

@@ -152,8 +152,11 @@ public:
     HRESULT GetDeviceState(uint32_t nSize, void* pData) override
     {
         HRESULT hr = CheckReadable();
-        if (FAILED(hr))
+        if (FAILED(hr)) {
+            if (pData && nSize == nDataSize)
+                ReadLost(static_cast<uint8_t*>(pData));
             return hr;
+        }
         if (!pData || nSize != nDataSize)
             return DIERR_INVALIDPARAM;
         return ReadState(static_cast<uint8_t*>(pData));
@@ -174,6 +177,9 @@ public:
 protected:
     virtual void FillCaps(DIDEVCAPS* pCaps) = 0;
     virtual HRESULT ReadState(uint8_t* pData) = 0;
+    // What a failed read leaves in the caller's block: by default nothing
+    // changes.
+    virtual void ReadLost(uint8_t*) {}
 
     // Not acquired, or acquired but the focus went away (which drops the
     // acquisition).
@@ -247,6 +253,9 @@ protected:
         state.nMouseX = state.nMouseY = state.nMouseZ = 0;
         return DI_OK;
     }
+    // A lost mouse has no motion and no button down: the deltas of the last
+    // good read must not be taken again every frame while the focus is away.
+    void ReadLost(uint8_t* pData) override { std::memset(pData, 0, sizeof(DIMOUSESTATE)); }
 };
 
 // The controller of an index, or null when it is gone.

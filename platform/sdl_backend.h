@@ -23,5 +23,8 @@ void ShutdownSdlBackend();
 // The picture of the next presented frame, as drawn before it is shown, is
 // written to the file as PNG. Only the last request counts.
 void RequestShot(const std::string& path);
-// Warnings the backend met (no sound device, no joystick support, ...).
+// Warnings of the run (no sound device, no joystick support, a picture a
+// map names that is missing, ...): one line each on standard error, or to
+// the handler when one is set.
 void SetBackendWarningHandler(void (*pHandler)(const char* pszText));
+void ReportBackendWarning(const char* pszText);

@@ -35,10 +35,11 @@ ESdlEventResult ApplyWindowEvent(const SDL_WindowEvent& window, CInputState& sta
         return ESdlEventResult::None;
     if (window.event == SDL_WINDOWEVENT_FOCUS_LOST) {
         // Keys and buttons held when the focus went would otherwise never
-        // see their release.
+        // see their release; motion not yet read belongs to no frame of ours.
         state.bFocus = false;
         std::memset(state.Keys, 0, sizeof(state.Keys));
         std::memset(state.MouseButtons, 0, sizeof(state.MouseButtons));
+        state.nMouseX = state.nMouseY = state.nMouseZ = 0;
     } else if (window.event == SDL_WINDOWEVENT_FOCUS_GAINED) {
         state.bFocus = true;
     }
@@ -61,10 +62,16 @@ ESdlEventResult ApplySdlEvent(const SDL_Event& event, CInputState& state, bool b
         ApplyKey(event.key, state);
         break;
     case SDL_MOUSEMOTION:
-        state.nMouseX += event.motion.xrel;
-        state.nMouseY += event.motion.yrel;
+        // Motion while another window has the focus is not ours: summed, it
+        // would turn the camera at once when the focus comes back.
+        if (state.bFocus) {
+            state.nMouseX += event.motion.xrel;
+            state.nMouseY += event.motion.yrel;
+        }
         break;
     case SDL_MOUSEWHEEL: {
+        if (!state.bFocus)
+            break;
         const int32_t nY = event.wheel.direction == SDL_MOUSEWHEEL_FLIPPED ? -event.wheel.y
                                                                            : event.wheel.y;
         state.nMouseZ += WHEEL_DELTA * nY;
@@ -83,6 +90,11 @@ ESdlEventResult ApplySdlEvent(const SDL_Event& event, CInputState& state, bool b
 int32_t SdlAxisToRange(int16_t nValue)
 {
     return static_cast<int32_t>(nValue) + 32768;
+}
+
+int32_t SdlTriggerToRange(int16_t nValue)
+{
+    return 32768 + (static_cast<int32_t>(nValue) + 32768) / 2;
 }
 
 uint32_t SdlHatToPov(uint8_t nHat)

@@ -17,6 +17,10 @@ ESdlEventResult ApplySdlEvent(const SDL_Event& event, CInputState& state, bool b
 
 // SDL axis -32768..32767 to 0..65535.
 int32_t SdlAxisToRange(int16_t nValue);
+// A trigger, an axis that rests at SDL's minimum, to the upper half of
+// 0..65535: at rest it stands in the middle, as a centred stick does, and
+// pulled fully it reaches 65535.
+int32_t SdlTriggerToRange(int16_t nValue);
 // SDL_HAT_* to hundredths of degrees clockwise from up; 0xFFFFFFFF centred.
 uint32_t SdlHatToPov(uint8_t nHat);
 // SDL mouse button to its DirectInput index (left 0, right 1, middle 2,

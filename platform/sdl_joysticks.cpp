@@ -22,6 +22,7 @@ struct CSdlStick {
     SDL_Haptic* pHaptic = nullptr;
     int nEffect = -1;      // the constant effect, made on first use
     int nForceStarts = 0;  // starts already played
+    std::vector<bool> Triggers; // axes that rested at their minimum when opened
 };
 
 std::vector<CSdlStick> g_Sticks;
@@ -50,10 +51,27 @@ CControllerState DescribeStick(SDL_Joystick* pJoystick, bool bConstantForce)
     return controller;
 }
 
-void ReadStick(SDL_Joystick* pJoystick, CControllerState& controller)
+// The axes that rest at SDL's minimum: the triggers of a pad, which would
+// otherwise read as a stick pushed to its end.
+std::vector<bool> FindTriggers(SDL_Joystick* pJoystick)
 {
-    for (size_t i = 0; i < controller.Axes.size(); ++i)
-        controller.Axes[i] = SdlAxisToRange(SDL_JoystickGetAxis(pJoystick, static_cast<int>(i)));
+    std::vector<bool> triggers(std::max(0, SDL_JoystickNumAxes(pJoystick)), false);
+    for (size_t i = 0; i < triggers.size(); ++i) {
+        Sint16 nRest = 0;
+        triggers[i] = SDL_JoystickGetAxisInitialState(pJoystick, static_cast<int>(i), &nRest) &&
+                      nRest == SDL_JOYSTICK_AXIS_MIN;
+    }
+    return triggers;
+}
+
+void ReadStick(const CSdlStick& stick, CControllerState& controller)
+{
+    SDL_Joystick* pJoystick = stick.pJoystick;
+    for (size_t i = 0; i < controller.Axes.size(); ++i) {
+        const Sint16 nValue = SDL_JoystickGetAxis(pJoystick, static_cast<int>(i));
+        const bool bTrigger = i < stick.Triggers.size() && stick.Triggers[i];
+        controller.Axes[i] = bTrigger ? SdlTriggerToRange(nValue) : SdlAxisToRange(nValue);
+    }
     for (size_t i = 0; i < controller.Buttons.size(); ++i)
         controller.Buttons[i] =
             SDL_JoystickGetButton(pJoystick, static_cast<int>(i)) ? BUTTON_DOWN : 0;
@@ -92,6 +110,7 @@ void OpenSdlJoysticks(CInputState& state)
         CSdlStick stick;
         stick.pJoystick = pJoystick;
         stick.pHaptic = OpenConstantHaptic(pJoystick);
+        stick.Triggers = FindTriggers(pJoystick);
         state.Controllers.push_back(DescribeStick(pJoystick, stick.pHaptic != nullptr));
         stick.nForceStarts = state.Controllers.back().nForceStarts;
         g_Sticks.push_back(stick);
@@ -104,7 +123,7 @@ void RefreshSdlJoysticks(CInputState& state)
     for (size_t i = 0; i < nCount; ++i) {
         CSdlStick& stick = g_Sticks[i];
         CControllerState& controller = state.Controllers[i];
-        ReadStick(stick.pJoystick, controller);
+        ReadStick(stick, controller);
         if (controller.nForceStarts > stick.nForceStarts && stick.pHaptic)
             PlayForce(stick, controller.nForceMagnitude);
         stick.nForceStarts = controller.nForceStarts;

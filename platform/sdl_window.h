@@ -11,4 +11,3 @@ const CSdlOptions& GetSdlOptions();
 // True when SDL runs on the offscreen video driver, where swapping shows
 // nothing.
 bool IsOffscreenVideo();
-void ReportBackendWarning(const char* pszText);

@@ -46,7 +46,7 @@ TEST(Camera, PitchLimitsApplyAtTheViewNotAtTheMove)
 {
     CCamera camera;
     EXPECT_EQ(std::bit_cast<uint32_t>(camera.fPitchMargin), 0x3F060AA6u);
-    EXPECT_NEAR(camera.fMaxPitch, 1.0471, 1e-4);
+    EXPECT_FLOAT_EQ(camera.fMaxPitch, 1.0471f); // 1.5707 less the margin
     EXPECT_EQ(camera.fMinPitch, -camera.fMaxPitch);
     camera.fPitch = 2.0f;
     camera.MoveForward(1.0f);

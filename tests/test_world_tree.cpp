@@ -93,6 +93,8 @@ TEST_F(WorldTest, ClearFreesASharedLeafOnceAndKeepsThePlane)
     Map.Leaves = {Leaf(0, 1)};
     Map.Nodes = {NodeX(2, EncodeLeafChild(0), EncodeLeafChild(0))};
     Build();
+    EXPECT_EQ(World.pFront, Map.LeafObjects[0]);
+    EXPECT_EQ(World.pBack, Map.LeafObjects[0]);
     World.Clear();
     World.Clear();
     EXPECT_EQ(World.pFront, nullptr);
@@ -100,14 +102,35 @@ TEST_F(WorldTest, ClearFreesASharedLeafOnceAndKeepsThePlane)
     EXPECT_EQ(World.Plane.Distance, -2.0f);
 }
 
-TEST_F(WorldTest, DamagedStructureBecomesSolid)
+// Nodes may stand in any order; a node reached a second time, as a child of
+// two parents or on a cycle back to the root, is solid, as is a leaf reached
+// a second time.
+TEST_F(WorldTest, NodesBuildInAnyOrderAndWhatIsReachedTwiceIsSolid)
 {
     Map.Leaves = {Leaf(0, 0), Leaf(0, 0)};
+    // Node 0 -> node 2 -> node 1 -> leaf 1.
+    Map.Nodes = {NodeX(0, EncodeNodeChild(2), EncodeLeafChild(0)),
+                 NodeX(1, MAP_SOLID_CHILD, EncodeLeafChild(1)),
+                 NodeX(2, EncodeNodeChild(1), MAP_SOLID_CHILD)};
+    Build();
+    CWorldNode* pNode = AsNode(AsNode(World.pFront)->pFront);
+    ASSERT_NE(pNode, nullptr);
+    EXPECT_EQ(pNode->pBack, Map.LeafObjects[1]);
+
+    // Node 1 on both sides of the root: built once, behind it.
+    World.Clear();
+    Map.Nodes = {NodeX(0, EncodeNodeChild(1), EncodeNodeChild(1)),
+                 NodeX(1, EncodeLeafChild(0), EncodeLeafChild(1))};
+    Build();
+    EXPECT_EQ(World.pFront, nullptr);
+    ASSERT_NE(AsNode(World.pBack), nullptr);
+
     // Node 1 names the root again and leaf 0 a second time.
+    World.Clear();
     Map.Nodes = {NodeX(0, EncodeNodeChild(1), EncodeLeafChild(0)),
                  NodeX(5, EncodeNodeChild(0), EncodeLeafChild(0))};
     Build();
-    CWorldNode* pNode = AsNode(World.pFront);
+    pNode = AsNode(World.pFront);
     ASSERT_NE(pNode, nullptr);
     EXPECT_EQ(pNode->pFront, nullptr);
     EXPECT_EQ(pNode->pBack, nullptr);

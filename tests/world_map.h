@@ -1,10 +1,9 @@
 #pragma once
 // Test helpers for the world tree: a small compiled map held in vectors, a
 // viewer on the null device, and the tree built the way the viewer builds it.
-#include "platform/null_backend.h"
 #include "platform/null_device.h"
 #include "viewer/map_reader.h"
-#include "viewer/viewer_app.h"
+#include "viewer_fixture.h"
 #include "world/world_tree.h"
 
 #include <gtest/gtest.h>
@@ -113,20 +112,9 @@ struct CTestMap {
     CMapImage Map;
 };
 
-// A viewer on the null device; its display is 32 bits deep, so that lightmap
-// texels read back exactly.
-class WorldTest : public ::testing::Test {
+// A viewer on the null device with a map in hand and a tree of its own.
+class WorldTest : public ViewerTest {
 protected:
-    void SetUp() override
-    {
-        ResetNullBackend();
-        GetNullConfig().DisplayFormat = MakeRGBFormat(32, 8, 8, 8, 8);
-        Config = MakeViewerConfig();
-        App.pConfig = &Config;
-        App.CreateDD(&Config);
-        App.CreateD3D(&Config);
-    }
-
     void Build()
     {
         ASSERT_TRUE(Map.BuildWorld(World, &App));
@@ -144,8 +132,6 @@ protected:
         return lines;
     }
 
-    CAppConfig Config;
-    CViewerApp App;
     CTestMap Map;
     CWorldNode World; // declared last: its destructor frees the leaves first
 };

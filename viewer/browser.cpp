@@ -5,16 +5,15 @@
 
 #include "input/joystick.h"
 #include "platform/find_file.h"
+#include "viewer/stick.h"
 #include "viewer/viewer_app.h"
 
 #include <cstring>
 
 namespace {
 
-constexpr int POV_UP = 24;
-constexpr int POV_DOWN = 20;
-constexpr int32_t AXIS_LOW = 16381;
-constexpr int32_t AXIS_HIGH = 49149;
+constexpr int POV_UP = HAT_OFF_CENTRE | HAT_UP;     // 24
+constexpr int POV_DOWN = HAT_OFF_CENTRE | HAT_DOWN; // 20
 
 char* NewText(size_t nLength)
 {
@@ -109,19 +108,19 @@ void CViewerApp::BrowserProcess()
 
 void CViewerApp::ReadBrowserInput(int* pDirection, bool* pAccept, bool* pBack)
 {
-    if (JoystickCount > 0) {
-        CJoystick* pJoystick = GetJoystick(0);
-        const int nPov = pJoystick->GetPovDirection(0);
+    if (const CJoystick* pJoystick = GetJoystick(0)) {
+        // A hat or an axis the device lacks stands at rest.
+        const int nPov = pJoystick->GetStickPovDirection(0);
         if (nPov == POV_UP)
             *pDirection = -1;
         else if (nPov == POV_DOWN)
             *pDirection = 1;
-        *pAccept = pJoystick->GetButtonState(1) == INPUT_PRESSED;
-        *pBack = pJoystick->GetButtonState(2) == INPUT_PRESSED;
-        const int32_t nAxis = pJoystick->GetAxis(1);
-        if (nAxis < AXIS_LOW)
+        *pAccept = IsJoyButtonPressed(1);
+        *pBack = IsJoyButtonPressed(2);
+        const int64_t nPast = PastDeadZone(pJoystick->GetStickAxis(1));
+        if (nPast < 0)
             *pDirection = -1;
-        else if (nAxis > AXIS_HIGH)
+        else if (nPast > 0)
             *pDirection = 1;
     }
     // The keyboard comes second so that it wins; Down wins over Up.
@@ -182,9 +181,7 @@ void CViewerApp::AcceptEntry()
 
 void CViewerApp::BrowserUpdate()
 {
-    CJoystick* pJoystick = JoystickCount > 0 ? GetJoystick(0) : nullptr;
-    if (GetKeyState(DIK_ESCAPE) == INPUT_RELEASED ||
-        (pJoystick && pJoystick->GetButtonState(0) == INPUT_PRESSED))
+    if (GetKeyState(DIK_ESCAPE) == INPUT_RELEASED || IsJoyButtonPressed(0))
         RequestQuit(0);
     if (nFileCount == -1)
         return;

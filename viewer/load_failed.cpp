@@ -1,5 +1,6 @@
-// A failed load: the reader's message on a screen of its own. Escape or
-// Enter leads back to the browser, in the folder of the map that failed.
+// A failed load: the reader's message on a screen of its own. Escape, Enter
+// or joystick button 2 leads back to the browser, in the folder of the map
+// that failed; joystick button 0 quits, as in the browser.
 #include "viewer/viewer_app.h"
 
 #include <cstring>
@@ -27,7 +28,12 @@ char* FolderPattern(const char* pszPath)
 
 void CViewerApp::LoadFailedUpdate()
 {
-    if (GetKeyState(DIK_ESCAPE) != INPUT_RELEASED && GetKeyState(DIK_RETURN) != INPUT_PRESSED)
+    if (IsJoyButtonPressed(0)) {
+        RequestQuit(0);
+        return;
+    }
+    if (GetKeyState(DIK_ESCAPE) != INPUT_RELEASED && GetKeyState(DIK_RETURN) != INPUT_PRESSED &&
+        !IsJoyButtonPressed(2))
         return;
     char* pszFolder = FolderPattern(pszPath ? pszPath : BROWSER_ROOT);
     delete[] pszPath;

@@ -18,8 +18,12 @@ void CViewerApp::LoadStep()
         return;
     if (dLoadTime > 1.0)
         nState = VIEWER_BROWSER;
-    if (LoadMap())
+    if (LoadMap()) {
         nState = VIEWER_WALK;
+        // The draw of this frame already shows the new map: its view goes to
+        // the device now, not in the next frame's process.
+        WalkProcess();
+    }
     bLoadingShown = false;
 }
 

@@ -194,10 +194,6 @@ void CMapReader::UnpackFace(const int32_t* pWords, uint64_t nWord, CMapFace* pFa
         Invalid("faces lump: mapping index " + std::to_string(pFace->nMapping) + " at word " +
                 std::to_string(nWord + 1) + " is outside the " +
                 std::to_string(Image.nMappings) + " mappings");
-    if (pFace->nTexture < 0 || pFace->nTexture >= Image.nNames)
-        Invalid("faces lump: texture index " + std::to_string(pFace->nTexture) + " at word " +
-                std::to_string(nWord + 2) + " is outside the " + std::to_string(Image.nNames) +
-                " texture names");
 }
 
 void CMapReader::ReadLeaves()
@@ -234,8 +230,8 @@ void CMapReader::CheckChild(int32_t nNode, int32_t nChild, std::vector<uint8_t>&
         int32_t nTarget = nChild - 1;
         if (nTarget >= Image.nNodes)
             fail("names a node past the " + std::to_string(Image.nNodes) + " nodes");
-        if (nTarget <= nNode)
-            fail("does not come after its parent");
+        if (nTarget == 0)
+            fail("names the root");
         if (nodeUsed[nTarget]++)
             fail("names a node that already has a parent");
     } else if (nChild < 0) {

@@ -93,7 +93,11 @@ const char* ViewerUsage()
            "  --help          this text\n"
            "  --version       the version\n"
            "\n"
-           "Keys: Up/Down choose, Enter opens, Backspace goes back, Escape quits.\n"
-           "In a map: W/S/A/D or arrows move, mouse looks, Tab steps the view mode,\n"
-           "Escape returns to the browser.\n";
+           "Browser: Up/Down choose, Enter opens, Backspace goes back, Escape quits.\n"
+           "Map: W/S move forward and back, A/D to the side, the mouse looks round,\n"
+           "Tab steps the view mode (lit, wireframe, unlit), Escape returns to the browser.\n"
+           "A map that does not load: Escape or Enter returns to the browser.\n"
+           "Joystick: in the browser the hat or axis 1 chooses, button 1 opens, button 2\n"
+           "goes back, button 0 quits; in a map axes 1/2 move, axes 3/4 look round,\n"
+           "button 1 steps the view mode, button 2 returns to the browser.\n";
 }

@@ -1,6 +1,7 @@
 #include "viewer/viewer_app.h"
 
 #include "frame/error.h"
+#include "input/joystick.h"
 #include "resources/texture_surface.h"
 
 #include <bit>
@@ -129,6 +130,7 @@ int CViewerApp::Draw()
         break;
     case VIEWER_WALK:
         WalkDraw();
+        DrawMissingNotice();
         break;
     case VIEWER_LOAD_FAILED:
         LoadFailedDraw();
@@ -160,9 +162,20 @@ void CViewerApp::UnloadMap()
     nTextures = 0;
 }
 
+bool CViewerApp::IsJoyButtonPressed(int nButton) const
+{
+    const CJoystick* pJoystick = GetJoystick(0);
+    return pJoystick && pJoystick->GetButtonState(nButton) == INPUT_PRESSED;
+}
+
 HDC CViewerApp::BeginBlackScreen()
 {
     Draw(nullptr, nullptr, nullptr, DDBLT_WAIT | DDBLT_COLORFILL, 0);
+    return GetBackDC();
+}
+
+HDC CViewerApp::GetBackDC()
+{
     IDirectDrawSurface7* pSurface = GetBackSurface();
     HDC hdc = nullptr;
     if (!pSurface || FAILED(pSurface->GetDC(&hdc)))

@@ -19,6 +19,8 @@ constexpr int16_t VIEWER_WALK = 2;
 constexpr int16_t VIEWER_LOAD_FAILED = 3;
 
 constexpr size_t VIEWER_MESSAGE_SIZE = 256;
+// How long the walk-through says that pictures of the map are missing.
+constexpr double MISSING_NOTICE_SECONDS = 5.0;
 
 class CViewerApp : public CApplication {
 public:
@@ -47,8 +49,9 @@ public:
     bool LoadMap();
     void UnloadMap();
 
-    // A failed load: its message on a screen of its own until Escape or
-    // Enter leads back to the browser, in the folder of the map.
+    // A failed load: its message on a screen of its own until Escape, Enter
+    // or joystick button 2 leads back to the browser, in the folder of the
+    // map; joystick button 0 quits.
     void LoadFailedUpdate();
     void LoadFailedDraw();
 
@@ -56,9 +59,15 @@ public:
     void WalkUpdate();
     void WalkProcess();
     void WalkDraw();
+    // The count of missing pictures in a corner of the walk-through, for
+    // the first MISSING_NOTICE_SECONDS after the load.
+    void DrawMissingNotice();
     // Binds ppTextures[nIndex] to stage 0 when the index is in range; else
     // the stage keeps what it had.
     void SetFaceTexture(int32_t nIndex);
+    // Whether button nButton of joystick 0 went down this frame; false
+    // without a joystick.
+    bool IsJoyButtonPressed(int nButton) const;
 
     int16_t nState = VIEWER_BROWSER;
     CFileEntry* pFileList = nullptr;
@@ -80,11 +89,17 @@ public:
     // Set once the loading screen has been on screen, so that the load,
     // which blocks its frame, starts only after the user has seen it.
     bool bLoadingShown = false;
+    // Pictures of the loaded map that gave no texture, and how long the
+    // walk-through still says so.
+    int32_t nMissingPictures = 0;
+    double dNoticeSeconds = 0.0;
 
 private:
     // Fills the back surface with black and gives its drawing context, or
     // null when there is none; the caller releases it on the back surface.
     HDC BeginBlackScreen();
+    // The back surface's drawing context, or null when there is none.
+    HDC GetBackDC();
     // The line of a full-screen message: centred, in the large font, with
     // its top a little above the middle of the screen; gives that rectangle.
     RECT DrawHeadline(HDC hdc, const char* pszText, COLORREF colour);
@@ -97,7 +112,7 @@ private:
     void LoadTextures(CMapImage& image);
     void BuildWorld(CMapImage& image);
     void MoveByKeys(double dStep);
-    void MoveByJoystick(CJoystick* pJoystick, double dSeconds);
+    void MoveByJoystick(const CJoystick& stick, double dSeconds);
     void SetViewModeStates();
 };
 

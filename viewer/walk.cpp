@@ -4,25 +4,28 @@
 #include "viewer/viewer_app.h"
 
 #include "input/joystick.h"
+#include "viewer/stick.h"
 
+#include <algorithm>
+#include <cstdio>
 
 namespace {
 
 constexpr double WALK_SPEED = 256.0;    // units a second by keys
 constexpr float MOUSE_COUNTS = 80.0f;   // counts a radian
 constexpr double STICK_MOVE = 0.01562;  // units a second per count past the dead zone
-constexpr double STICK_TURN = 0.0003125;
-constexpr uint32_t DEAD_LOW = 16381;    // the dead zone, inclusive
-constexpr uint32_t DEAD_HIGH = 49149;
+constexpr double STICK_TURN = 0.0003125; // radians a second per count past the dead zone
 constexpr int VIEW_MODES = 3;
+// The frame after a load carries the whole load in its FrameSeconds; no
+// frame takes more than this off the missing-picture notice.
+constexpr double NOTICE_STEP_LIMIT = 0.25;
+constexpr COLORREF NOTICE_COLOUR = 0xC8C8C8;
 
 } // namespace
 
 void CViewerApp::WalkUpdate()
 {
-    CJoystick* pJoystick = JoystickCount > 0 ? GetJoystick(0) : nullptr;
-    if (GetKeyState(DIK_ESCAPE) == INPUT_RELEASED ||
-        (pJoystick && pJoystick->GetButtonState(2) == INPUT_PRESSED)) {
+    if (GetKeyState(DIK_ESCAPE) == INPUT_RELEASED || IsJoyButtonPressed(2)) {
         UnloadMap();
         delete[] pszPath;
         pszPath = CopyRootPattern();
@@ -35,10 +38,9 @@ void CViewerApp::WalkUpdate()
     GetMouseState(&mouse);
     Camera.fYaw += -static_cast<float>(mouse.lX) / MOUSE_COUNTS;
     Camera.fPitch += -static_cast<float>(mouse.lY) / MOUSE_COUNTS;
-    if (pJoystick)
-        MoveByJoystick(pJoystick, dSeconds);
-    if (GetKeyState(DIK_TAB) == INPUT_PRESSED ||
-        (pJoystick && pJoystick->GetButtonState(1) == INPUT_PRESSED))
+    if (const CJoystick* pJoystick = GetJoystick(0))
+        MoveByJoystick(*pJoystick, dSeconds);
+    if (GetKeyState(DIK_TAB) == INPUT_PRESSED || IsJoyButtonPressed(1))
         nViewMode = (nViewMode + 1) % VIEW_MODES;
     if (!World.IsOpen(Camera.Position))
         Camera.Position = saved;
@@ -57,30 +59,23 @@ void CViewerApp::MoveByKeys(double dStep)
         Camera.MoveSideways(fStep);
 }
 
-// Axes 1 and 2 move, 4 pitches and 3 turns, in that order; values are
-// compared unsigned, and the dead zone's bounds themselves do nothing.
-void CViewerApp::MoveByJoystick(CJoystick* pJoystick, double dSeconds)
+// Axes 1 and 2 move, 4 pitches and 3 turns, in that order, each by how far
+// it stands past the dead zone: pushing an axis towards 0 moves forward, to
+// the left, up and to the left. An axis the device lacks stands at rest.
+void CViewerApp::MoveByJoystick(const CJoystick& stick, double dSeconds)
 {
-    const uint32_t nForward = static_cast<uint32_t>(pJoystick->GetAxis(1));
-    if (nForward < DEAD_LOW)
-        Camera.MoveForward(static_cast<float>((DEAD_LOW - nForward) * STICK_MOVE * dSeconds));
-    else if (nForward > DEAD_HIGH)
-        Camera.MoveForward(static_cast<float>((nForward - DEAD_HIGH) * -STICK_MOVE * dSeconds));
-    const uint32_t nSide = static_cast<uint32_t>(pJoystick->GetAxis(2));
-    if (nSide < DEAD_LOW)
-        Camera.MoveSideways(static_cast<float>((DEAD_LOW - nSide) * -STICK_MOVE * dSeconds));
-    else if (nSide > DEAD_HIGH)
-        Camera.MoveSideways(static_cast<float>((nSide - DEAD_HIGH) * STICK_MOVE * dSeconds));
-    const uint32_t nPitch = static_cast<uint32_t>(pJoystick->GetAxis(4));
-    if (nPitch < DEAD_LOW)
-        Camera.fPitch += static_cast<float>((DEAD_LOW - nPitch) * STICK_TURN * dSeconds);
-    else if (nPitch > DEAD_HIGH)
-        Camera.fPitch += static_cast<float>((nPitch - DEAD_HIGH) * -STICK_TURN * dSeconds);
-    const uint32_t nYaw = static_cast<uint32_t>(pJoystick->GetAxis(3));
-    if (nYaw < DEAD_LOW)
-        Camera.fYaw += static_cast<float>((DEAD_LOW - nYaw) * STICK_TURN * dSeconds);
-    else if (nYaw > DEAD_HIGH)
-        Camera.fYaw += static_cast<float>((nYaw - DEAD_HIGH) * -STICK_TURN * dSeconds);
+    const double dForward = static_cast<double>(PastDeadZone(stick.GetStickAxis(1)));
+    if (dForward != 0.0)
+        Camera.MoveForward(static_cast<float>(-dForward * STICK_MOVE * dSeconds));
+    const double dSide = static_cast<double>(PastDeadZone(stick.GetStickAxis(2)));
+    if (dSide != 0.0)
+        Camera.MoveSideways(static_cast<float>(dSide * STICK_MOVE * dSeconds));
+    const double dPitch = static_cast<double>(PastDeadZone(stick.GetStickAxis(4)));
+    if (dPitch != 0.0)
+        Camera.fPitch += static_cast<float>(-dPitch * STICK_TURN * dSeconds);
+    const double dYaw = static_cast<double>(PastDeadZone(stick.GetStickAxis(3)));
+    if (dYaw != 0.0)
+        Camera.fYaw += static_cast<float>(-dYaw * STICK_TURN * dSeconds);
 }
 
 void CViewerApp::WalkProcess()
@@ -106,6 +101,29 @@ void CViewerApp::WalkDraw()
         SetTexture(1, nullptr);
     }
     EndScene();
+}
+
+void CViewerApp::DrawMissingNotice()
+{
+    if (nMissingPictures <= 0 || dNoticeSeconds <= 0.0)
+        return;
+    dNoticeSeconds -= std::min(GetFrameSeconds(), NOTICE_STEP_LIMIT);
+    HDC hdc = GetBackDC();
+    if (!hdc)
+        return;
+    char szText[64];
+    std::snprintf(szText, sizeof(szText), "%d %s missing", nMissingPictures,
+                  nMissingPictures == 1 ? "picture" : "pictures");
+    RECT rect;
+    GetScreenRect(&rect);
+    rect = {rect.left + 8, rect.bottom - 40, rect.right - 8, rect.bottom - 8};
+    HGDIOBJ hOldFont = SelectObject(hdc, hFonts[1]);
+    SetTextColor(hdc, NOTICE_COLOUR);
+    SetBkMode(hdc, OPAQUE);
+    SetBkColor(hdc, 0);
+    DrawTextA(hdc, szText, -1, &rect, DT_LEFT);
+    SelectObject(hdc, hOldFont);
+    GetBackSurface()->ReleaseDC(hdc);
 }
 
 void CViewerApp::SetViewModeStates()

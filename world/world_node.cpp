@@ -50,7 +50,9 @@ bool CWorldNode::Build(CMapImage& image, int32_t nIndex)
     if (!image.pNodes || nIndex < 0 || nIndex >= image.nNodes)
         return false;
     std::vector<uint8_t> leafReached(image.nLeafRecords > 0 ? image.nLeafRecords : 0);
-    BuildBelow(image, nIndex, leafReached.data());
+    std::vector<uint8_t> nodeReached(static_cast<size_t>(image.nNodes));
+    nodeReached[static_cast<size_t>(nIndex)] = 1;
+    BuildBelow(image, nIndex, nodeReached.data(), leafReached.data());
     // Only the map's root knows that the whole tree has been seen.
     if (nIndex == 0)
         AdoptDetached(image, leafReached.data());
@@ -58,8 +60,11 @@ bool CWorldNode::Build(CMapImage& image, int32_t nIndex)
 }
 
 // The recursive build, run on a stack: copy the plane, then build the back
-// child completely, then the front child.
-void CWorldNode::BuildBelow(CMapImage& image, int32_t nIndex, uint8_t* pLeafReached)
+// child completely, then the front child. A node reached a second time (a
+// cycle, or a node with two parents in a damaged file) is left solid, so
+// that no walk meets it twice.
+void CWorldNode::BuildBelow(CMapImage& image, int32_t nIndex, uint8_t* pNodeReached,
+                            uint8_t* pLeafReached)
 {
     CElementStack<CBuildFrame> stack;
     stack.Push({this, nIndex, 0});
@@ -77,14 +82,13 @@ void CWorldNode::BuildBelow(CMapImage& image, int32_t nIndex, uint8_t* pLeafReac
         const bool bBack = frame.nStep == 0;
         ++frame.nStep;
         CWorldNode* pParent = frame.pNode;
-        const int32_t nParent = frame.nIndex;
         const int32_t nValue = bBack ? record.Back : record.Front;
         CWorldElement*& pChild = bBack ? pParent->pBack : pParent->pFront;
         if (nValue > 0) {
-            // A node must come after its parent, so that no walk meets a cycle.
             const int32_t nChild = nValue - 1;
-            if (nChild <= nParent || nChild >= image.nNodes)
+            if (nChild >= image.nNodes || pNodeReached[nChild])
                 continue;
+            pNodeReached[nChild] = 1;
             CWorldNode* pNode = new CWorldNode;
             pChild = pNode;
             stack.Push({pNode, nChild, 0});

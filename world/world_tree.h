@@ -114,7 +114,8 @@ public:
     int32_t nDetached = 0;
 
 private:
-    void BuildBelow(CMapImage& image, int32_t nIndex, uint8_t* pLeafReached);
+    void BuildBelow(CMapImage& image, int32_t nIndex, uint8_t* pNodeReached,
+                    uint8_t* pLeafReached);
     void AdoptDetached(const CMapImage& image, const uint8_t* pLeafReached);
     void FreeDetached();
 };
