@@ -1,8 +1,6 @@
 // CError: its message box, its copies, its log files; and AllocMem.
-#include "frame/application.h"
-#include "frame/error.h"
+#include "app_fixture.h"
 #include "platform/message_box.h"
-#include "scratch_dir.h"
 
 #include <iterator>
 
@@ -50,6 +48,7 @@ TEST(Error, SettersAndCopiesHoldTheirOwnStrings)
     CError* pCopy = new CError(error);
     error.SetMessage("changed");
     EXPECT_STREQ(pCopy->GetMessage(), "first");
+    EXPECT_STREQ(pCopy->GetTitle(), "T");
     delete pCopy;
 }
 
@@ -83,15 +82,20 @@ TEST(Application, AllocMemNeedsAnApplicationAndThrowsWhenMemoryFails)
 {
     EXPECT_EQ(AllocMem(16), nullptr);
     CApplication app;
-    void* pBlock = AllocMem(64);
-    ASSERT_NE(pBlock, nullptr);
-    std::free(pBlock);
-    try {
-        app.AllocMem(static_cast<size_t>(-1) / 2);
-        FAIL() << "no exception";
-    } catch (const CError& error) {
-        EXPECT_STREQ(error.GetMessage(), "AllocMem: Not enough memory.");
-    }
+    std::free(AllocMem(64));
+    EXPECT_EQ(ThrownMessage([&] { app.AllocMem(static_cast<size_t>(-1) / 2); }),
+              "AllocMem: Not enough memory.");
+}
+
+// The base Update: Escape released quits in order, E released throws.
+TEST(Application, BaseUpdateQuitsOnEscapeReleasedAndThrowsOnE)
+{
+    CApplication app;
+    app.PrevKeys[DIK_ESCAPE] = 0x80;
+    EXPECT_EQ(app.Update(), 1);
+    app.CurKeys[DIK_ESCAPE] = 0x80;
+    app.PrevKeys[DIK_E] = 0x80;
+    EXPECT_EQ(ThrownMessage([&] { app.Update(); }), "You are having an error.");
 }
 
 } // namespace

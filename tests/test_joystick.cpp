@@ -139,38 +139,19 @@ TEST_F(JoystickTest, EachEntryHoldsItsOwnDeviceAndClosedOnesAnswerDefaults)
     Controllers().emplace_back(); // no objects: no data format, stays closed
     Controllers().emplace_back().Axes = {1, 200, 3};
     Controllers()[1].bPolled = true;
-    Controllers()[1].Povs = {CENTRED};
     Open({});
     ASSERT_EQ(App.GetJoystickCount(), 2);
-    EXPECT_EQ(App.GetJoystick(2), nullptr);
     CJoystick& closed = *App.GetJoystick(0);
     CJoystick& open = *App.GetJoystick(1);
-    EXPECT_EQ(closed.pDevice, nullptr);
     EXPECT_FALSE(closed.Poll());
     EXPECT_EQ(closed.GetButtonState(0), INPUT_UP);
     EXPECT_EQ(open.GetName(nullptr), nullptr); // open but nameless
     EXPECT_TRUE(open.NeedsPolling());
-    EXPECT_EQ(open.GetAxis(1), 200);
-    DIDEVCAPS caps;
-    ASSERT_TRUE(open.GetCaps(&caps));
-    EXPECT_EQ(caps.dwAxes, 3u);
-    EXPECT_EQ(caps.dwPOVs, 1u);
-
-    // Unplugged: the poll fails and the last state stays.
-    Controllers().clear();
+    Controllers().clear(); // unplugged: the poll fails and the last state stays
     EXPECT_FALSE(open.Poll());
     EXPECT_EQ(open.GetAxis(1), 200);
     EXPECT_TRUE(open.Release());
     EXPECT_FALSE(open.Release());
-}
-
-TEST_F(JoystickTest, AcquireIsTrueOnlyWhenTheDeviceCallFails)
-{
-    CJoystick& stick = Open({{1, 1, 0}});
-    EXPECT_FALSE(stick.Acquire());
-    GetInputState().bFocus = false;
-    EXPECT_TRUE(stick.Acquire());
-    EXPECT_FALSE(CJoystick().Acquire());
 }
 
 TEST_F(JoystickTest, ConstantForceIsLoggedStartedAndStopsTheEnumeration)
@@ -184,8 +165,6 @@ TEST_F(JoystickTest, ConstantForceIsLoggedStartedAndStopsTheEnumeration)
     DIEFFECTINFOA info = {};
     info.dwEffType = 0x102; // a ramp force, low byte 2
     EXPECT_EQ(FindConstantForce(&info, &pStick), DIENUM_CONTINUE);
-    EXPECT_FALSE(std::filesystem::exists(Dir / "f.txt"));
-    Write("f.txt", "old contents that are longer than the line");
     info.dwEffType = DIEFT_CONSTANTFORCE;
     EXPECT_EQ(FindConstantForce(&info, &pStick), DIENUM_STOP);
     ASSERT_EQ(chdir(szSaved), 0);

@@ -3,6 +3,7 @@
 // an OpenGL context.
 #include "frame/application.h"
 #include "frame/error.h"
+#include "platform/clock.h"
 #include "platform/dinput.h"
 #include "platform/dsound.h"
 #include "platform/input_state.h"
@@ -19,6 +20,7 @@
 #include <SDL2/SDL_opengl.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -137,40 +139,70 @@ struct CBox {
 };
 
 // A small application: each hook is a plain function of the frame number.
-// Its Init clears bWindowAlive, so frames update but draw nothing: with no
-// devices (nDevices 0) there are no surfaces, and the frame's Flip would
-// fail on them; the drawing half of the frame is the display code's to test.
+// Unless bDraw is set its Init clears bWindowAlive, so frames update but
+// draw nothing: with no devices there would be nothing to flip.
 class CTestApp : public CApplication {
 public:
     std::function<int(int)> OnUpdate;  // result of Update in frame n (1-based)
     std::function<int(int)> OnProcess; // result of Process in frame n
+    std::function<int(int)> OnDraw;    // result of Draw in frame n
     std::optional<std::string> InitError;
-    int nFrames = 0, nInits = 0, nShutdowns = 0, nReports = 0;
+    bool bDraw = false;
+    int nFrames = 0, nInits = 0, nShutdowns = 0;
+    std::vector<double> Seconds;         // FrameSeconds of each frame
+    std::vector<std::string> Reports;    // the errors reported, in order
+    std::vector<bool> InputAtShutdown;   // whether DirectInput stood, per Shutdown
+    bool bInputAtReport = false;
 
     int Init() override
     {
         ++nInits;
-        bWindowAlive = 0;
+        if (!bDraw)
+            bWindowAlive = 0;
         if (InitError)
             throw CError(InitError->c_str());
         return 0;
     }
     int Update() override
     {
-        ++nFrames;
-        return OnUpdate ? OnUpdate(nFrames) : 0;
+        Seconds.push_back(GetFrameSeconds());
+        return OnUpdate ? OnUpdate(++nFrames) : (++nFrames, 0);
     }
     int Process() override { return OnProcess ? OnProcess(nFrames) : 0; }
+    int Draw() override
+    {
+        NullLog("app Draw");
+        return OnDraw ? OnDraw(nFrames) : 0;
+    }
     int Shutdown() override
     {
         ++nShutdowns;
+        InputAtShutdown.push_back(pDirectInput != nullptr);
         return 0;
     }
-    int ReportError(CError&) override
+    int ReportError(CError& error) override
     {
-        ++nReports;
+        Reports.push_back(error.GetMessage());
+        bInputAtReport = pDirectInput != nullptr;
         return 0;
     }
+};
+
+// A scene or overlay resource that logs its draws and notes whether the
+// devices still stood when it was released.
+class CProbe : public CResource {
+public:
+    explicit CProbe(const char* pszName, bool* pDevices) : pDevicesAtRelease(pDevices)
+    {
+        SetName(pszName);
+    }
+    void Draw(CApplication*) override { NullLog(std::string(GetName()) + " draw"); }
+    void Release(CApplication* pApp) override
+    {
+        *pDevicesAtRelease = pApp->pDevice && pApp->pDirectDraw;
+        CResource::Release(pApp);
+    }
+    bool* pDevicesAtRelease;
 };
 
 class FrameLoopTest : public ScratchDirTest {
@@ -181,6 +213,7 @@ protected:
         ResetWindowSystem();
         ResetNullBackend();
         ResetInputState();
+        SetFixedStepClock(20);
         g_bQuit = 0;
         g_nFrameResult = 0;
         Config.nDevices = 0;
@@ -188,6 +221,11 @@ protected:
         Config.pszClassName = "FrameLoopTest";
         Config.nWidth = 640;
         Config.nHeight = 480;
+        Config.nBitDepth = 16;
+        Config.bHardwareDevices = Config.bSoftwareDevices = 1;
+        Config.nNear = 1;
+        Config.nFar = 100;
+        Config.fFieldOfView = 1.5f;
         Saved = SetMessageBoxHandler([this](HWND, const char* pszText, const char* pszCaption,
                                             uint32_t) {
             Boxes.push_back({pszText ? pszText : "", pszCaption ? pszCaption : ""});
@@ -197,10 +235,19 @@ protected:
     void TearDown() override
     {
         SetMessageBoxHandler(Saved);
+        SetRealClock();
         ResetWindowSystem();
         ResetNullBackend();
         g_bQuit = 0;
         ScratchDirTest::TearDown();
+    }
+    // Whether the lines stand in the call log in this order, others between.
+    static bool LoggedInOrder(const std::vector<std::string>& lines)
+    {
+        size_t nNext = 0;
+        for (const std::string& entry : GetNullCallLog())
+            nNext += nNext < lines.size() && entry == lines[nNext];
+        return nNext == lines.size();
     }
 
     CAppConfig Config;
@@ -208,19 +255,26 @@ protected:
     MessageBoxHandler Saved;
 };
 
+// The word is cleared at the start of each frame; the frame's end shuts down
+// while the devices stand, and WM_DESTROY shuts down again.
 TEST_F(FrameLoopTest, OrderlyQuitShowsNothingAndShutsDownTwice)
 {
+    std::ofstream(ERROR_LOG_NAME) << "the log of an earlier run";
+    Config.nDevices = DEVICE_DIRECTINPUT;
     CTestApp app;
     app.OnUpdate = [](int nFrame) { return nFrame == 3 ? 1 : 0; };
+    g_nFrameResult = 2;
     EXPECT_EQ(app.Run(&Config, nullptr), 0);
+    EXPECT_FALSE(std::filesystem::exists(ERROR_LOG_NAME));
     EXPECT_EQ(app.nFrames, 3);
+    EXPECT_EQ(app.Seconds, (std::vector<double>{0.02, 0.02, 0.02}));
     EXPECT_TRUE(Boxes.empty());
-    EXPECT_EQ(app.nShutdowns, 2) << "once by the frame's end, once by WM_DESTROY";
+    EXPECT_EQ(app.InputAtShutdown, (std::vector<bool>{true, false}));
     EXPECT_EQ(GetLiveWindow(), nullptr);
-    EXPECT_EQ(app.nReports, 0);
+    EXPECT_TRUE(app.Reports.empty());
 }
 
-TEST_F(FrameLoopTest, FailureCodeShowsItsNumber)
+TEST_F(FrameLoopTest, FailureCodeIsReportedThenShownByItsNumber)
 {
     CTestApp app;
     app.OnUpdate = [](int) { return 2; };
@@ -229,7 +283,7 @@ TEST_F(FrameLoopTest, FailureCodeShowsItsNumber)
     ASSERT_EQ(Boxes.size(), 1u);
     EXPECT_EQ(Boxes[0].Text, "Error: 2");
     EXPECT_EQ(Boxes[0].Caption, "");
-    EXPECT_EQ(app.nReports, 1) << "the old-style error is reported first";
+    EXPECT_EQ(app.Reports, std::vector<std::string>{"Old style error thrown.  No information"});
     EXPECT_EQ(GetLiveWindow(), nullptr);
 }
 
@@ -244,8 +298,6 @@ TEST_F(FrameLoopTest, RequestQuitFromUpdateOrProcessEndsQuietly)
     EXPECT_EQ(app.Run(&Config, nullptr), 0);
     EXPECT_EQ(app.nFrames, 2);
     EXPECT_EQ(g_nFrameResult, 5);
-    EXPECT_TRUE(Boxes.empty());
-
     // Update's bits survive Process: a failure code from Update with the
     // quit bit from Process is an orderly quit carrying both.
     ResetWindowSystem();
@@ -258,33 +310,31 @@ TEST_F(FrameLoopTest, RequestQuitFromUpdateOrProcessEndsQuietly)
     EXPECT_TRUE(Boxes.empty());
 }
 
-TEST_F(FrameLoopTest, ErrorFromInitOrFrameShowsOneBox)
+// The handler releases the devices before the report, shuts down, and
+// shows one box; the destroy of the window shuts down a second time.
+TEST_F(FrameLoopTest, ErrorFromInitOrFrameIsReportedAfterTheReleaseAndShownOnce)
 {
-    {
+    Config.nDevices = DEVICE_DIRECTINPUT;
+    for (int nCase = 0; nCase < 2; ++nCase) {
+        ResetWindowSystem();
+        g_bQuit = 0;
+        Boxes.clear();
         CTestApp app;
-        app.InitError = "Init went wrong.";
-        EXPECT_EQ(app.Run(&Config, nullptr), 0);
-        EXPECT_EQ(app.nFrames, 0);
-        ASSERT_EQ(Boxes.size(), 1u);
-        EXPECT_EQ(Boxes[0].Text, "Init went wrong.");
-        EXPECT_EQ(app.nReports, 1);
-        EXPECT_EQ(GetLiveWindow(), nullptr);
-    }
-    Boxes.clear();
-    ResetWindowSystem();
-    g_bQuit = 0;
-    {
-        CTestApp app;
+        if (nCase == 0)
+            app.InitError = "Init went wrong.";
         app.OnUpdate = [](int nFrame) -> int {
             if (nFrame == 4)
                 throw CError("Frame went wrong.");
             return 0;
         };
         EXPECT_EQ(app.Run(&Config, nullptr), 0);
-        EXPECT_EQ(app.nFrames, 4);
+        EXPECT_EQ(app.nFrames, nCase == 0 ? 0 : 4);
         ASSERT_EQ(Boxes.size(), 1u);
-        EXPECT_EQ(Boxes[0].Text, "Frame went wrong.");
-        EXPECT_GE(app.nShutdowns, 1);
+        EXPECT_EQ(Boxes[0].Text, nCase == 0 ? "Init went wrong." : "Frame went wrong.");
+        EXPECT_EQ(app.Reports.size(), 1u);
+        EXPECT_FALSE(app.bInputAtReport);
+        EXPECT_EQ(app.nShutdowns, 2);
+        EXPECT_EQ(GetLiveWindow(), nullptr);
     }
 }
 
@@ -295,12 +345,36 @@ TEST_F(FrameLoopTest, NoConfigNoWindowOrQueuedQuitRunNoFrame)
     GetNullConfig().bWindow = false;
     EXPECT_EQ(app.Run(&Config, nullptr), 4);
     EXPECT_EQ(app.nInits, 0);
-
     GetNullConfig().bWindow = true;
     PostQuitMessage(0);
     EXPECT_EQ(app.Run(&Config, nullptr), 0);
     EXPECT_EQ(app.nInits, 1);
     EXPECT_EQ(app.nFrames, 0);
+}
+
+// A drawing frame: the application's Draw, then one scene of the lists with
+// the z-buffer cleared between them, then the flip; the release at the end
+// empties the lists while the devices still stand.
+TEST_F(FrameLoopTest, DrawingFrameRunsTheSceneBetweenDrawAndFlip)
+{
+    Config.nDevices = DEVICE_DIRECTDRAW | DEVICE_DIRECT3D;
+    CTestApp app;
+    app.bDraw = true;
+    app.OnDraw = [](int nFrame) { return nFrame == 2 ? 1 : 0; };
+    app.OnUpdate = [](int nFrame) { return nFrame == 5 ? 2 : 0; }; // should Draw's word be lost
+    bool bSceneDevices = false, bOverlayDevices = false;
+    app.SceneList.Add(new CProbe("scene", &bSceneDevices));
+    app.OverlayList.Add(new CProbe("overlay", &bOverlayDevices));
+    EXPECT_EQ(app.Run(&Config, nullptr), 0);
+    EXPECT_EQ(app.nFrames, 2);
+    const std::vector<std::string> frame = {"app Draw", "BeginScene",   "scene draw", "Clear 2",
+                                            "overlay draw", "EndScene", "Flip"};
+    std::vector<std::string> twice = frame;
+    twice.insert(twice.end(), frame.begin(), frame.end());
+    EXPECT_TRUE(LoggedInOrder(twice));
+    EXPECT_EQ(std::count(GetNullCallLog().begin(), GetNullCallLog().end(), "EndScene"), 2);
+    EXPECT_TRUE(bSceneDevices);
+    EXPECT_TRUE(bOverlayDevices);
     EXPECT_TRUE(Boxes.empty());
 }
 
