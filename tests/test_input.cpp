@@ -5,6 +5,7 @@
 #include "platform/input_state.h"
 #include "platform/null_device.h"
 #include "platform/sdl_events.h"
+#include "sdl_event.h"
 
 #include <gtest/gtest.h>
 
@@ -92,21 +93,14 @@ TEST_F(InputTest, LostFocusFreezesKeysAndDropsMouseMotion)
     State().nMouseX = 9;
     Frame();
     State().nMouseY = 30; // not read yet when the focus goes
-    SDL_Event event = {};
-    event.type = SDL_WINDOWEVENT;
-    event.window.event = SDL_WINDOWEVENT_FOCUS_LOST;
-    ApplySdlEvent(event, State(), true);
-    SDL_Event motion = {};
-    motion.type = SDL_MOUSEMOTION;
-    motion.motion.xrel = 400;
-    ApplySdlEvent(motion, State(), true);
+    ApplySdlEvent(WindowEvent(SDL_WINDOWEVENT_FOCUS_LOST), State(), true);
+    ApplySdlEvent(MotionEvent(400), State(), true);
     EXPECT_FALSE(Frame());
     EXPECT_EQ(App.GetKeyState(DIK_S), INPUT_HELD);
     EXPECT_EQ(Mouse().lX, 0);
     EXPECT_EQ(Cursor().x, 320 + 4); // 9 x 25 x 0.02 of the first frame only
 
-    event.window.event = SDL_WINDOWEVENT_FOCUS_GAINED;
-    ApplySdlEvent(event, State(), true);
+    ApplySdlEvent(WindowEvent(SDL_WINDOWEVENT_FOCUS_GAINED), State(), true);
     EXPECT_TRUE(Frame()); // the read acquires the devices again
     EXPECT_EQ(App.GetKeyState(DIK_S), INPUT_RELEASED);
     EXPECT_EQ(Mouse().lX, 0);

@@ -8,6 +8,7 @@
 #include "platform/sdl_events.h"
 #include "platform/window.h"
 #include "scratch_dir.h"
+#include "sdl_event.h"
 #include "viewer/script.h"
 
 #include <sstream>
@@ -262,15 +263,9 @@ TEST_F(RecordTest, MotionWhileUnfocusedIsNotRecorded)
 {
     const std::string path = Path("away.script");
     ASSERT_TRUE(StartRecording(path, nullptr));
-    SDL_Event event = {};
-    event.type = SDL_WINDOWEVENT;
-    event.window.event = SDL_WINDOWEVENT_FOCUS_LOST;
-    ApplySdlEvent(event, GetInputState(), true);
-    SDL_Event motion = {};
-    motion.type = SDL_MOUSEMOTION;
-    motion.motion.xrel = 5;
+    ApplySdlEvent(WindowEvent(SDL_WINDOWEVENT_FOCUS_LOST), GetInputState(), true);
     for (int i = 0; i < 3; ++i) {
-        ApplySdlEvent(motion, GetInputState(), true);
+        ApplySdlEvent(MotionEvent(5), GetInputState(), true);
         ASSERT_TRUE(StartFrame());
     }
     EXPECT_EQ(Recorded(path).find("mouse"), std::string::npos) << Recorded(path);
