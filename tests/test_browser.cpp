@@ -3,6 +3,7 @@
 // parent and onto a map, by keyboard and by joystick.
 #include "viewer_fixture.h"
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -27,8 +28,11 @@ protected:
     // nCount map files at the root, scanned.
     void FillList(int nCount)
     {
-        for (int i = 0; i < nCount; ++i)
-            Write("m" + std::to_string(100 + i) + ".vmz", "");
+        for (int i = 0; i < nCount; ++i) {
+            char szName[16];
+            std::snprintf(szName, sizeof(szName), "m%d.vmz", 100 + i);
+            Write(szName, "");
+        }
         Frame({});
     }
 };
