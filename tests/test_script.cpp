@@ -57,13 +57,10 @@ TEST(ScriptParse, BadLinesNameFileAndLine)
         {"down escape\n", "bad.script:1: unknown key \"escape\""},
         {"wait\n", "bad.script:1: expected \"wait N\""},
         {"wait ten\n", "bad.script:1: \"ten\" is not a number"},
-        {"wait -1\n", "bad.script:1: -1 is out of range"},
         {"button 4 down\n", "bad.script:1: mouse button 4 does not exist"},
-        {"button 0 sideways\n", "bad.script:1: \"sideways\" is neither down nor up"},
         {"# header\nwait 1\njoystick 1 1 1\n", "bad.script:3: joystick must be the first command"},
         {"axis 0 100\n", "bad.script:1: axis needs a joystick line first"},
         {"joystick 2 0 0\naxis 2 100\n", "bad.script:2: axis 2 does not exist"},
-        {"joystick 2 0 0\naxis 0 65536\n", "bad.script:2: 65536 is out of range"},
         {"joystick 0 0 1\npov 0 36000\n", "bad.script:2: 36000 is not a direction"},
         {"shot   # no file\n", "bad.script:1: expected \"shot FILE\""},
     };
