@@ -88,7 +88,7 @@ TEST(IsPointOpen, EmptyDeepAndMalformedTrees)
     chain.back().Back = SOLID;
     EXPECT_FALSE(OpenAtX(chain, 0));
 
-    // A child pointing back up, or past the nodes or leaves, is solid.
+    // A cycle, or a child past the nodes or leaves, is solid.
     EXPECT_FALSE(OpenAtX({Node(EncodeNodeChild(0), EncodeNodeChild(0))}, 0));
     EXPECT_FALSE(OpenAtX({Node(EncodeNodeChild(1), SOLID), Node(EncodeNodeChild(0), SOLID)}, 0));
     EXPECT_FALSE(OpenAtX({Node(EncodeNodeChild(5), EncodeLeafChild(2))}, 0));
@@ -155,6 +155,18 @@ TEST_F(MapInfoProgramTest, ValidFilePrintsCountsAndPointTests)
     EXPECT_NE(Out.find("70 0 0: solid\n"), std::string::npos) << Out;
     EXPECT_NE(Out.find("-64.3 0 0: solid\n"), std::string::npos) << Out;
     EXPECT_EQ(Err, "");
+}
+
+// Children need not come after their parents: node 0 -> node 2 -> node 1.
+TEST_F(MapInfoProgramTest, NodesNumberedInAnyOrderAreAllReached)
+{
+    std::string path = WriteRoom([](CCompiledMap& m) {
+        m.Nodes[0].Front = EncodeNodeChild(2);
+        m.Nodes.push_back(Node(EncodeNodeChild(1), SOLID, X_AXIS, 100));
+    });
+    ASSERT_EQ(RunInfo(path + " --open 0 10 0"), 0) << Err;
+    EXPECT_EQ(Out.find("not reached"), std::string::npos) << Out;
+    EXPECT_NE(Out.find("0 10 0: open\n"), std::string::npos) << Out;
 }
 
 TEST_F(MapInfoProgramTest, BadFilesExitOneNamingTheFile)

@@ -66,14 +66,17 @@ bool IsPointOpen(const CMapImage& image, const CVector& point)
         return false;
     // Back children still to try, for nodes whose band held the point; each
     // waits until its front side has been found closed.
+    // In a tree each node is entered at most once; a file read without the
+    // reader's checks may hold a cycle, which ends the walk as solid.
     std::vector<int32_t> pending;
     int32_t nChild = EncodeNodeChild(0);
     int32_t nParent = -1;
+    int64_t nEntered = 0;
     for (;;) {
         int32_t nNode = ChildNode(nChild);
         if (nChild < 0 && -(int64_t(nChild) + 1) < image.nLeafRecords)
             return true;
-        if (nNode > nParent && nNode < image.nNodes) {
+        if (nNode >= 0 && nNode < image.nNodes && ++nEntered <= image.nNodes) {
             const CMapNode& node = image.pNodes[nNode];
             double d = Dot(point, node.Normal) + static_cast<double>(node.Distance);
             double band = static_cast<double>(PLANE_EPSILON);
@@ -121,19 +124,23 @@ std::vector<std::string> FindMapWarnings(const CMapImage& image)
     if (nLoose > 0)
         warnings.push_back(std::to_string(nLoose) + " faces belong to no leaf");
 
-    // The reader has made the nodes one tree with children after parents, so
-    // one pass in node order finds everything reachable from node 0.
+    // The reader has checked that the nodes make one tree without cycles or
+    // shared children, in any numbering: a walk from node 0 finds everything
+    // reachable.
     if (image.nNodes > 0) {
         std::vector<uint8_t> nodeReached(image.nNodes), leafReached(image.nLeafRecords);
+        std::vector<int32_t> pending{0};
         nodeReached[0] = 1;
-        for (int32_t i = 0; i < image.nNodes; ++i) {
-            if (!nodeReached[i])
-                continue;
+        while (!pending.empty()) {
+            const int32_t i = pending.back();
+            pending.pop_back();
             for (int32_t nChild : {image.pNodes[i].Front, image.pNodes[i].Back}) {
-                if (nChild > 0 && nChild - 1 < image.nNodes)
+                if (nChild > 0 && nChild - 1 < image.nNodes && !nodeReached[nChild - 1]) {
                     nodeReached[nChild - 1] = 1;
-                else if (nChild < 0 && -(int64_t(nChild) + 1) < image.nLeafRecords)
+                    pending.push_back(nChild - 1);
+                } else if (nChild < 0 && -(int64_t(nChild) + 1) < image.nLeafRecords) {
                     leafReached[-(nChild + 1)] = 1;
+                }
             }
         }
         int32_t nNodesLost = 0, nLeavesLost = 0;
