@@ -1,217 +1,134 @@
 #include "compiler/face.h"
 #include "compiler/texsize.h"
 
+#include "tests/front_faces.h"
+
 #include <gtest/gtest.h>
-
-#include <cmath>
-
-namespace {
-
-CTexMapping MakeMapping(CVector u, CVector v, int32_t uOffset, int32_t vOffset, float uScale,
-                        float vScale)
-{
-    CTexMapping m;
-    m.UAxis = u;
-    m.VAxis = v;
-    m.UOffset = uOffset;
-    m.VOffset = vOffset;
-    m.UScale = uScale;
-    m.VScale = vScale;
-    m.Rotation = 0;
-    return m;
-}
-
-// A face of three vertices at the given positions.
-CLeafFace MakeTriangleFace(CVector a, CVector b, CVector c)
-{
-    CLeafFace face;
-    face.VertexCount = 3;
-    face.pVertices = new CVertex[3];
-    face.pVertices[0].Position = a;
-    face.pVertices[1].Position = b;
-    face.pVertices[2].Position = c;
-    return face;
-}
-
-// Largest |component| of the corner offsets from the centre along each axis.
-CVector HalfExtent(const CLeafFace& face)
-{
-    CVector centre = face.pVertices[0].Position + face.pVertices[2].Position;
-    centre /= 2.0f;
-    CVector extent(0, 0, 0);
-    for (int i = 0; i < face.VertexCount; ++i) {
-        CVector d = face.pVertices[i].Position - centre;
-        extent.x = std::fmax(extent.x, std::fabs(d.x));
-        extent.y = std::fmax(extent.y, std::fabs(d.y));
-        extent.z = std::fmax(extent.z, std::fabs(d.z));
-    }
-    return extent;
-}
-
-} // namespace
 
 TEST(Face, FloatNearIsStrict)
 {
     EXPECT_TRUE(FloatNear(1.0, 1.1, 0.2));
     EXPECT_FALSE(FloatNear(1.0, 1.5, 0.5));
-    EXPECT_FALSE(FloatNear(-1.0, 1.0, 0.2));
-    EXPECT_TRUE(FloatNear(1.1025, 1.0, PLANE_EPSILON));
 }
 
-TEST(Face, BaseFaceOnAFloorPlane)
+struct CBaseCase {
+    const char* pszName;
+    CVector Normal;
+    float Distance;
+    CVector Corner0, Corner2; // at size 100
+};
+
+class BaseFace : public ::testing::TestWithParam<CBaseCase> {};
+
+// a = Cross(r, n) and b = Cross(a, n), with r = (-1,0,0) for a normal within
+// 0.2 of up or down and (0,1,0) else; corner 0 is -a*size - b*size - n*d and
+// corner 2 the opposite, a*size + b*size - n*d.
+TEST_P(BaseFace, CornersFollowTheReferenceDirection)
 {
-    CPlane plane(CVector(0, 1, 0), -64.0f);
-    CLeafFace face;
-    ASSERT_TRUE(MakeBaseFace(100.0f, plane, &face));
-    ASSERT_EQ(face.VertexCount, 4);
-    for (int i = 0; i < 4; ++i) {
-        EXPECT_EQ(face.pVertices[i].Position.y, 64.0f);
-        EXPECT_EQ(std::fabs(face.pVertices[i].Position.x), 100.0f);
-        EXPECT_EQ(std::fabs(face.pVertices[i].Position.z), 100.0f);
-        EXPECT_EQ(face.pVertices[i].Colour, 0xFFFFFFFFu);
-        EXPECT_EQ(face.pVertices[i].LightU, 0.0f);
-    }
-    EXPECT_EQ(face.pVertices[0].TexU, 0.0f);
-    EXPECT_EQ(face.pVertices[0].TexV, 1.0f);
-    EXPECT_EQ(face.pVertices[2].TexU, 1.0f);
-    EXPECT_EQ(face.pVertices[2].TexV, 0.0f);
-    EXPECT_EQ(face.pPlane, nullptr);
-    FreeFace(&face);
+    const CBaseCase& c = GetParam();
+    CPlane plane;
+    plane.Normal = c.Normal;
+    plane.Distance = c.Distance;
+    COwnedFace face;
+    ASSERT_TRUE(MakeBaseFace(100.0f, plane, face.get()));
+    ASSERT_EQ(face->VertexCount, 4);
+    ExpectAt(face[0], c.Corner0.x, c.Corner0.y, c.Corner0.z);
+    ExpectAt(face[2], c.Corner2.x, c.Corner2.y, c.Corner2.z);
+    // Wound so that the plane of vertices 0, 1, 2 faces the plane's way.
+    EXPECT_GT(Dot(PlaneOf(face.f).Normal, c.Normal), 0.99);
+    EXPECT_EQ(face->pVertices[0].TexV, 1.0f);
+    EXPECT_EQ(face->pVertices[2].TexU, 1.0f);
 }
 
-TEST(Face, BaseFaceWindsToItsOwnNormalAndLiesOnThePlane)
-{
-    const CVector normals[] = {CVector(0, 0, 1),   CVector(0, 0, -1), CVector(1, 0, 0),
-                               CVector(0, -1, 0),  CVector(0.6f, 0.79f, 0.1f),
-                               CVector(-3, 2, 5),  CVector(0.2f, -0.95f, 0.3f)};
-    for (const CVector& n : normals) {
-        CPlane plane(n, 123.0f);
-        CLeafFace face;
-        ASSERT_TRUE(MakeBaseFace(BASE_FACE_SIZE, plane, &face));
-        CPlane back;
-        back.Set(face.pVertices[0].Position, face.pVertices[1].Position,
-                 face.pVertices[2].Position);
-        EXPECT_NEAR(Dot(back.Normal, plane.Normal), 1.0, 1e-5);
-        for (int i = 0; i < 4; ++i)
-            EXPECT_NEAR(plane.DistanceTo(face.pVertices[i].Position), 0.0, 0.01);
-        FreeFace(&face);
-    }
-}
-
-TEST(Face, BaseFaceShrinksWithTheSineOfTheReferenceAngle)
-{
-    // Normal along z: the reference is +y, the half-side is the full size.
-    CPlane wall(CVector(0, 0, 1), 0.0f);
-    CLeafFace face;
-    ASSERT_TRUE(MakeBaseFace(1000.0f, wall, &face));
-    CVector e = HalfExtent(face);
-    EXPECT_FLOAT_EQ(e.x, 1000.0f);
-    EXPECT_FLOAT_EQ(e.y, 1000.0f);
-
-    // y = 0.79 is outside the band round 1: reference +y, a = sin(angle).
-    CPlane slope(CVector(std::sqrt(1.0f - 0.79f * 0.79f), 0.79f, 0), 0.0f);
-    ASSERT_TRUE(MakeBaseFace(1000.0f, slope, &face));
-    CVector a = face.pVertices[2].Position - face.pVertices[1].Position; // 2a*size
-    EXPECT_NEAR(a.Length() / 2.0, 1000.0 * std::sqrt(1.0 - 0.79 * 0.79), 0.01);
-    FreeFace(&face);
-}
+INSTANTIATE_TEST_SUITE_P(
+    Planes, BaseFace,
+    ::testing::Values(
+        // r = (-1,0,0): a = (0,0,-1), b = (1,0,0).
+        CBaseCase{"floor", CVector(0, 1, 0), -64, CVector(-100, 64, 100), CVector(100, 64, -100)},
+        // r = (-1,0,0): a = (0,0,1), b = (1,0,0).
+        CBaseCase{"ceiling", CVector(0, -1, 0), -64, CVector(-100, -64, -100),
+                  CVector(100, -64, 100)},
+        // r = (0,1,0): a = (1,0,0), b = (0,-1,0).
+        CBaseCase{"wall", CVector(0, 0, 1), 0, CVector(-100, 100, 0), CVector(100, -100, 0)},
+        // y = 0.79 lies outside the band round 1: r = (0,1,0), a = (0,0,-0.6),
+        // b = (0.474,-0.36,0); the square shrinks to 0.6 of the size.
+        CBaseCase{"slope", CVector(0.6f, 0.79f, 0), 0, CVector(-47.4f, 36, 60),
+                  CVector(47.4f, -36, -60)}),
+    [](const auto& info) { return std::string(info.param.pszName); });
 
 TEST(Face, BaseFaceNormalisesOnlyNormalsOutsideTheBand)
 {
+    // A squared length of 1.1025 lies within 0.2 of 1: kept as given.
     CPlane nearUnit;
     nearUnit.Normal = CVector(0, 0, 1.05f);
-    nearUnit.Distance = 10.0f;
-    CLeafFace face;
-    ASSERT_TRUE(MakeBaseFace(10.0f, nearUnit, &face));
+    COwnedFace face;
+    ASSERT_TRUE(MakeBaseFace(10.0f, nearUnit, face.get()));
     EXPECT_EQ(nearUnit.Normal.z, 1.05f);
-
     CPlane doubled;
-    doubled.Normal = CVector(0, 0, 2.0f);
-    doubled.Distance = 10.0f;
-    ASSERT_TRUE(MakeBaseFace(10.0f, doubled, &face));
+    doubled.Normal = CVector(0, 0, 2);
+    doubled.Distance = 10;
+    ASSERT_TRUE(MakeBaseFace(10.0f, doubled, face.get()));
     EXPECT_EQ(doubled.Normal.z, 1.0f);
     EXPECT_EQ(doubled.Distance, 10.0f);
-    EXPECT_EQ(face.pVertices[0].Position.z, -10.0f);
-    FreeFace(&face);
 }
 
-TEST(Face, TexCoordsDivideByTheTextureSizeAfterTheOffset)
+struct CTexCase {
+    const char* pszName;
+    int32_t Width, Height; // no size node when both are -1
+    CTexMapping Mapping;
+    float TexU, TexV; // of the vertex (32, 16, 0)
+};
+
+class TexCoords : public ::testing::TestWithParam<CTexCase> {};
+
+// TexU = (Dot(UAxis, p) / UScale + UOffset) / Width, and likewise for V; a
+// missing size or one with a zero side divides by 256.
+TEST_P(TexCoords, DivideByTheSizeAfterScaleAndOffset)
 {
-    CLeafFace face = MakeTriangleFace(CVector(32, 0, 0), CVector(0, 0, 0), CVector(0, 16, 0));
+    const CTexCase& c = GetParam();
     CTexSizeNode size;
-    size.Width = 64;
-    size.Height = 32;
-
-    CTexMapping m = MakeMapping(CVector(1, 0, 0), CVector(0, 1, 0), 0, 0, 1, 1);
-    ASSERT_TRUE(SetTexCoords(&face, m, &size));
-    EXPECT_EQ(face.pVertices[0].TexU, 0.5f);
-    EXPECT_EQ(face.pVertices[2].TexV, 0.5f);
-
-    ASSERT_TRUE(SetTexCoords(&face, m, nullptr));
-    EXPECT_EQ(face.pVertices[0].TexU, 0.125f);
-
-    size.Width = 0; // one side unknown: both fall back to 256
-    ASSERT_TRUE(SetTexCoords(&face, m, &size));
-    EXPECT_EQ(face.pVertices[2].TexV, 16.0f / 256.0f);
-
-    // Offsets are texels and scales world units per texel.
-    size.Width = 64;
-    m = MakeMapping(CVector(1, 0, 0), CVector(0, 1, 0), 32, -16, 2, 0.5f);
-    ASSERT_TRUE(SetTexCoords(&face, m, &size));
-    EXPECT_EQ(face.pVertices[1].TexU, 0.5f);                  // (0/2 + 32) / 64
-    EXPECT_EQ(face.pVertices[0].TexU, (16.0f + 32.0f) / 64.0f); // 32/2 + 32
-    EXPECT_EQ(face.pVertices[2].TexV, (32.0f - 16.0f) / 32.0f); // 16/0.5 - 16
-    EXPECT_EQ(face.Mapping.UOffset, 32);
-    EXPECT_EQ(face.Mapping.VScale, 0.5f);
-
-    // The face's own mapping may be passed in.
-    face.Mapping.UOffset = 0;
-    ASSERT_TRUE(SetTexCoords(&face, face.Mapping, &size));
-    EXPECT_EQ(face.pVertices[1].TexU, 0.0f);
-    FreeFace(&face);
+    size.Width = c.Width;
+    size.Height = c.Height;
+    COwnedFace face(MakeFace({CVector(32, 16, 0), CVector(0, 0, 0), CVector(0, 16, 0)}));
+    ASSERT_TRUE(SetTexCoords(face.get(), c.Mapping, c.Width < 0 ? nullptr : &size));
+    EXPECT_EQ(face->pVertices[0].TexU, c.TexU);
+    EXPECT_EQ(face->pVertices[0].TexV, c.TexV);
+    EXPECT_EQ(face->Mapping.UOffset, c.Mapping.UOffset);
 }
+
+const CTexMapping UNIT = {CVector(1, 0, 0), CVector(0, 1, 0), 0, 0, 1, 1, 0};
+const CTexMapping SHIFTED = {CVector(1, 0, 0), CVector(0, 1, 0), 32, -16, 2, 0.5f, 0};
+
+INSTANTIATE_TEST_SUITE_P(
+    Sizes, TexCoords,
+    ::testing::Values(CTexCase{"sized", 64, 32, UNIT, 0.5f, 0.5f},
+                      CTexCase{"no_size", -1, -1, UNIT, 0.125f, 0.0625f},
+                      CTexCase{"zero_width", 0, 32, UNIT, 0.125f, 0.0625f},
+                      CTexCase{"zero_height", 64, 0, UNIT, 0.125f, 0.0625f},
+                      // (32 / 2 + 32) / 64 and (16 / 0.5 - 16) / 32
+                      CTexCase{"scale_then_offset", 64, 32, SHIFTED, 0.75f, 0.5f}),
+    [](const auto& info) { return std::string(info.param.pszName); });
 
 TEST(Face, TexCoordsNeedThreeVertices)
 {
-    CLeafFace face = MakeTriangleFace(CVector(1, 0, 0), CVector(0, 0, 0), CVector(0, 1, 0));
-    face.pVertices[0].TexU = 7;
-    face.VertexCount = 2;
-    face.Mapping.UOffset = 99;
-    CTexMapping m = MakeMapping(CVector(1, 0, 0), CVector(0, 1, 0), 0, 0, 1, 1);
-    EXPECT_FALSE(SetTexCoords(&face, m, nullptr));
-    EXPECT_EQ(face.pVertices[0].TexU, 7.0f);
-    EXPECT_EQ(face.Mapping.UOffset, 99);
-    FreeFace(&face);
+    COwnedFace face(MakeFace({CVector(1, 0, 0), CVector(0, 0, 0)}));
+    face->Mapping.UOffset = 99;
+    EXPECT_FALSE(SetTexCoords(face.get(), UNIT, nullptr));
+    EXPECT_EQ(face->pVertices[0].TexU, 1.0f);
+    EXPECT_EQ(face->Mapping.UOffset, 99);
 }
 
-TEST(Face, CopyIsDeepAndEmptySourceKeepsTheTargetMapping)
+TEST(Face, CopyIsDeepAndAnEmptySourceKeepsTheTargetsMapping)
 {
-    CLeafFace source = MakeTriangleFace(CVector(1, 2, 3), CVector(4, 5, 6), CVector(7, 8, 9));
-    source.pPlane = new CPlane(CVector(0, 0, 1), 5.0f);
-    source.Mapping = MakeMapping(CVector(1, 0, 0), CVector(0, 1, 0), 3, 4, 1, 1);
-    source.TextureIndex = 7;
-    source.MappingIndex = 8;
-
-    CLeafFace copy;
-    ASSERT_TRUE(CopyFace(&copy, &source));
-    ASSERT_EQ(copy.VertexCount, 3);
-    EXPECT_NE(copy.pVertices, source.pVertices);
-    EXPECT_NE(copy.pPlane, source.pPlane);
-    EXPECT_EQ(copy.pVertices[2].Position.z, 9.0f);
-    EXPECT_EQ(copy.pPlane->Distance, 5.0f);
-    EXPECT_EQ(copy.Mapping.VOffset, 4);
-    EXPECT_EQ(copy.TextureIndex, 7);
-    EXPECT_EQ(copy.MappingIndex, 8);
-    FreeFace(&source);
-    EXPECT_EQ(source.TextureIndex, 7); // FreeFace keeps mapping and indices
-    EXPECT_EQ(source.pVertices, nullptr);
-
+    COwnedFace source(MakeFace({CVector(1, 2, 3), CVector(4, 5, 6), CVector(7, 8, 9)}));
+    source->pPlane = new CPlane(CVector(0, 0, 1), 5.0f);
+    source->Mapping = SHIFTED;
+    COwnedFace copy;
+    ASSERT_TRUE(CopyFace(copy.get(), source.get()));
+    EXPECT_NE(copy->pPlane, source->pPlane);
+    ExpectAt(copy[2], 7, 8, 9);
     CLeafFace empty;
-    empty.TextureIndex = 1;
-    ASSERT_TRUE(CopyFace(&copy, &empty));
-    EXPECT_EQ(copy.VertexCount, 0);
-    EXPECT_EQ(copy.pVertices, nullptr);
-    EXPECT_EQ(copy.pPlane, nullptr);
-    EXPECT_EQ(copy.Mapping.VOffset, 4);
-    EXPECT_EQ(copy.TextureIndex, 7);
+    ASSERT_TRUE(CopyFace(copy.get(), &empty));
+    EXPECT_EQ(copy->pVertices, nullptr);
+    EXPECT_EQ(copy->Mapping.VOffset, -16);
 }

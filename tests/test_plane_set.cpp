@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <vector>
 
 namespace {
@@ -17,22 +16,27 @@ CPlane Plane(float nx, float ny, float nz, float distance)
 
 std::vector<CPlane> Unique(const std::vector<CPlane>& planes)
 {
-    CPlane* pUnique = reinterpret_cast<CPlane*>(1); // must be overwritten
+    CPlane* pUnique = nullptr;
     int32_t count = -1;
     MakeUniquePlanes(planes.data(), static_cast<int32_t>(planes.size()), &pUnique, &count);
-    std::vector<CPlane> result;
-    if (pUnique)
-        result.assign(pUnique, pUnique + count);
+    std::vector<CPlane> result(pUnique, pUnique + count);
     delete[] pUnique;
     return result;
 }
 
-bool Same(const CPlane& a, const CPlane& b)
+// The distances of the planes, and their normals' x, in order.
+std::vector<std::pair<float, float>> Keys(const std::vector<CPlane>& planes)
 {
-    return std::memcmp(&a, &b, sizeof(CPlane)) == 0;
+    std::vector<std::pair<float, float>> keys;
+    for (const CPlane& plane : planes)
+        keys.push_back({plane.Distance, plane.Normal.x});
+    return keys;
 }
 
-// A leaf of the set builder's kind: one triangle per plane index given.
+using Keyed = std::vector<std::pair<float, float>>;
+
+// A leaf of the set builder's kind: one triangle per plane index given, its
+// TextureIndex the index.
 CBuildNode* Leaf(std::vector<int32_t> indices, bool bVisited)
 {
     CBuildNode* pLeaf = new CBuildNode();
@@ -43,11 +47,7 @@ CBuildNode* Leaf(std::vector<int32_t> indices, bool bVisited)
         CLeafFace& face = pLeaf->pFaces[i];
         face.VertexCount = 3;
         face.pVertices = new CVertex[3];
-        // The first vertex tells the faces apart.
-        face.pVertices[0].Position = CVector(float(indices[i]), float(i), 0);
-        face.pVertices[1].Position = CVector(1, 0, 0);
-        face.pVertices[2].Position = CVector(0, 1, 0);
-        face.TextureIndex = 100 + indices[i];
+        face.TextureIndex = indices[i];
         pLeaf->pPlaneIndices[i] = indices[i];
     }
     pLeaf->bVisited = bVisited;
@@ -62,165 +62,101 @@ CBuildNode* Inner(CBuildNode* pFront, CBuildNode* pBack)
     return pNode;
 }
 
-// The source set: only its plane array matters to the flattening.
-struct SourceSet {
+// The source set: its plane i lies at distance 10 i.
+struct CSource {
     CFaceSet Set;
-    explicit SourceSet(int32_t count)
+    explicit CSource(int32_t count)
     {
         Set.Count = count;
         Set.pPlanes = new CPlane[count];
         for (int32_t i = 0; i < count; ++i)
             Set.pPlanes[i] = Plane(0, 1, 0, float(10 * i));
     }
-    ~SourceSet() { FreeFaceSet(&Set); }
+    ~CSource() { FreeFaceSet(&Set); }
 };
 
-void FreeSet(CFaceSet** ppSet)
+// The plane indices of a flattened set, then frees it.
+std::vector<int32_t> TakeIndices(CFaceSet*& pSet)
 {
-    FreeFaceSet(*ppSet);
-    delete *ppSet;
-    *ppSet = nullptr;
+    std::vector<int32_t> indices;
+    for (int32_t i = 0; i < pSet->Count; ++i) {
+        EXPECT_EQ(pSet->pFaces[i].TextureIndex, pSet->pPlaneIndices[i]);
+        indices.push_back(pSet->pPlaneIndices[i]);
+    }
+    FreeFaceSet(pSet);
+    delete pSet;
+    pSet = nullptr;
+    return indices;
 }
 
 } // namespace
 
-TEST(MakeUniquePlanes, EmptyInputGivesNothing)
+struct CUniqueCase {
+    const char* pszName;
+    std::vector<CPlane> Input;
+    Keyed Expected;
+};
+
+class UniquePlanes : public ::testing::TestWithParam<CUniqueCase> {};
+
+// Planes within 0.2 of the pivot (the plane at count / 2), both ends
+// included, form the middle group; there, a later plane whose normal is an
+// earlier one's within 0.001 per component is dropped and the group's last
+// plane moves into its place. The result is below, middle, above.
+TEST_P(UniquePlanes, MergeWithinTheBandAboutThePivot)
 {
-    CPlane one = Plane(0, 1, 0, 5);
-    CPlane* pUnique = &one;
+    EXPECT_EQ(Keys(Unique(GetParam().Input)), GetParam().Expected);
+}
+
+const CPlane A = Plane(0, 1, 0, 10.0f);
+const CPlane B = Plane(0, 1, 0, 10.1f);
+const CPlane C = Plane(0, 1, 0, 10.3f);
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, UniquePlanes,
+    ::testing::Values(
+        CUniqueCase{"one", {A}, {{10.0f, 0}}},
+        CUniqueCase{"near_the_lower_stays", {A, B}, {{10.0f, 0}}},
+        CUniqueCase{"near_the_earlier_stays", {B, A}, {{10.1f, 0}}},
+        CUniqueCase{"apart_pivot_second", {A, C}, {{10.0f, 0}, {10.3f, 0}}},
+        CUniqueCase{"apart_pivot_first", {C, A}, {{10.0f, 0}, {10.3f, 0}}},
+        // Nearly 0.4 apart with the pivot between them: one.
+        CUniqueCase{"pivot_between", {Plane(0, 1, 0, 9.8f), A, Plane(0, 1, 0, 10.19f)}, {{9.8f, 0}}},
+        // 0.2 below the pivot 0 is still in its band.
+        CUniqueCase{"band_closed", {Plane(0, 1, 0, -0.2f), Plane(0, 1, 0, 0)}, {{-0.2f, 0}}},
+        CUniqueCase{"opposite_normals_stay", {Plane(1, 0, 0, 0), Plane(-1, 0, 0, 0)}, {{0, 1}, {0, -1}}},
+        CUniqueCase{"normal_within_0_001", {Plane(0, 1, 0, 4), Plane(0.0009f, 1, 0, 4)}, {{4, 0}}},
+        CUniqueCase{"normal_beyond_0_001", {Plane(0, 1, 0, 4), Plane(0.0015f, 1, 0, 4)}, {{4, 0}, {4, 0.0015f}}},
+        // The second 1 goes, the last plane (-1) takes its place.
+        CUniqueCase{"last_moves_forward",
+                    {Plane(1, 0, 0, 3), Plane(0.5f, 0, 0, 3), Plane(1, 0, 0, 3), Plane(0.2f, 0, 0, 3),
+                     Plane(-1, 0, 0, 3)},
+                    {{3, 1}, {3, 0.5f}, {3, -1}, {3, 0.2f}}}),
+    [](const auto& info) { return std::string(info.param.pszName); });
+
+TEST(MakeUniquePlanes, NothingInGivesNothingOut)
+{
+    CPlane old;
+    CPlane* pUnique = &old;
     int32_t count = 7;
     MakeUniquePlanes(nullptr, 3, &pUnique, &count);
     EXPECT_EQ(pUnique, nullptr);
     EXPECT_EQ(count, 0);
-    pUnique = &one;
-    MakeUniquePlanes(&one, 0, &pUnique, &count);
-    EXPECT_EQ(pUnique, nullptr);
-    EXPECT_EQ(count, 0);
-
-    const std::vector<CPlane> result = Unique({one});
-    ASSERT_EQ(result.size(), 1u);
-    EXPECT_TRUE(Same(result[0], one));
-}
-
-// The band about the pivot: 0.1 apart merge, 0.3 apart stay two, whichever
-// plane is the pivot (index count / 2 is the second of two).
-TEST(MakeUniquePlanes, BandAboutThePivotDecidesMerging)
-{
-    const CPlane a = Plane(0, 1, 0, 10.0f);
-    const CPlane b = Plane(0, 1, 0, 10.1f);
-    const CPlane c = Plane(0, 1, 0, 10.3f);
-
-    std::vector<CPlane> result = Unique({a, b});
-    ASSERT_EQ(result.size(), 1u);
-    EXPECT_TRUE(Same(result[0], a)) << "the lower position stays";
-    result = Unique({b, a});
-    ASSERT_EQ(result.size(), 1u);
-    EXPECT_TRUE(Same(result[0], b));
-
-    for (const auto& input : {std::vector<CPlane>{a, c}, std::vector<CPlane>{c, a}}) {
-        result = Unique(input);
-        ASSERT_EQ(result.size(), 2u);
-        EXPECT_TRUE(Same(result[0], a)) << "sorted by distance";
-        EXPECT_TRUE(Same(result[1], c));
-    }
-
-    // Nearly 0.4 apart with the pivot between them: both lie in its band and
-    // merge.
-    const CPlane low = Plane(0, 1, 0, 9.8f);
-    const CPlane high = Plane(0, 1, 0, 10.19f);
-    result = Unique({low, a, high});
-    ASSERT_EQ(result.size(), 1u);
-    EXPECT_TRUE(Same(result[0], low));
-}
-
-TEST(MakeUniquePlanes, NormalsDecideWithinTheBand)
-{
-    // Opposite orientations of one plane never merge, not even through the
-    // origin, where their distances are equal.
-    std::vector<CPlane> result = Unique({Plane(1, 0, 0, 0), Plane(-1, 0, 0, 0)});
-    EXPECT_EQ(result.size(), 2u);
-    result = Unique({Plane(0, 0, 1, 0.05f), Plane(0, 0, -1, -0.05f)});
-    EXPECT_EQ(result.size(), 2u);
-
-    // Normals within NORMAL_EPSILON per component count as equal.
-    result = Unique({Plane(0, 1, 0, 4), Plane(0.0009f, 0.9999f, 0, 4)});
-    EXPECT_EQ(result.size(), 1u);
-    result = Unique({Plane(0, 1, 0, 4), Plane(0.0015f, 0.9999f, 0, 4)});
-    EXPECT_EQ(result.size(), 2u);
-
-    // Equal distances and different normals all stay; a removal moves the
-    // last plane of the group into the hole.
-    const CPlane n1 = Plane(1, 0, 0, 3);
-    const CPlane n2 = Plane(0, 1, 0, 3);
-    const CPlane n3 = Plane(0, 0, 1, 3);
-    const CPlane n4 = Plane(-1, 0, 0, 3);
-    result = Unique({n1, n2, n3, n4});
-    ASSERT_EQ(result.size(), 4u);
-    for (int i = 0; i < 4; ++i)
-        EXPECT_TRUE(Same(result[i], (std::vector<CPlane>{n1, n2, n3, n4})[i]));
-    result = Unique({n1, n2, n1, n3, n4});
-    ASSERT_EQ(result.size(), 4u);
-    EXPECT_TRUE(Same(result[0], n1));
-    EXPECT_TRUE(Same(result[1], n2));
-    EXPECT_TRUE(Same(result[2], n4));
-    EXPECT_TRUE(Same(result[3], n3));
-
-    // All equal: one.
-    result = Unique(std::vector<CPlane>(500, Plane(0.6f, 0.8f, 0, -12.5f)));
-    EXPECT_EQ(result.size(), 1u);
-}
-
-// Distances laid out so that the middle plane of each group is its largest:
-// the sort goes one level deeper per plane and must still come out sorted.
-TEST(MakeUniquePlanes, DegeneratePivotsStillSort)
-{
-    const int count = 5000;
-    // The groups shrink by their middle position each time, so the positions
-    // taken form one interval [first, last) growing round the centre.
-    std::vector<int> order(count);
-    int first = count / 2;
-    int last = count / 2;
-    for (int value = count - 1; value >= 0; --value) {
-        const int size = count - (last - first);
-        const int index = size / 2;
-        const int position = index < first ? index : index + (last - first);
-        order[position] = value;
-        if (position < first)
-            first = position;
-        else
-            last = position + 1;
-    }
-    std::vector<CPlane> input;
-    for (int i = 0; i < count; ++i)
-        input.push_back(Plane(0, 1, 0, float(order[i])));
-    const std::vector<CPlane> result = Unique(input);
-    ASSERT_EQ(result.size(), size_t(count));
-    for (int i = 0; i < count; ++i)
-        ASSERT_EQ(result[i].Distance, float(i));
+    EXPECT_EQ(Unique(std::vector<CPlane>(500, Plane(0.6f, 0.8f, 0, -12.5f))).size(), 1u);
 }
 
 TEST(FlattenTree, CollectsFloodedLeavesFrontFirst)
 {
-    SourceSet source(6);
-    // root: front = inner(front leaf [2, 3] reached, back leaf [4] not),
-    //       back  = inner with only a front child, leaf [5, 0] reached.
+    CSource source(6);
+    // Front: a reached leaf [2, 3] and an unreached [4]; back: an inner node
+    // with only a front child, the reached leaf [5, 0].
     CBuildNode* pRoot = Inner(Inner(Leaf({2, 3}, true), Leaf({4}, false)),
                               Inner(Leaf({5, 0}, true), nullptr));
     CFaceSet* pSet = nullptr;
     ASSERT_TRUE(FlattenTree(pRoot, &source.Set, &pSet));
-    ASSERT_NE(pSet, nullptr);
-    ASSERT_EQ(pSet->Count, 4);
-    const int32_t expected[] = {2, 3, 5, 0};
-    for (int i = 0; i < 4; ++i) {
-        EXPECT_EQ(pSet->pPlaneIndices[i], expected[i]);
-        EXPECT_TRUE(Same(pSet->pPlanes[i], source.Set.pPlanes[expected[i]]));
-        EXPECT_EQ(pSet->pFaces[i].TextureIndex, 100 + expected[i]);
-        EXPECT_EQ(pSet->pFaces[i].pVertices[0].Position.x, float(expected[i]));
-    }
-    // Deep copies: the tree's faces are not shared.
+    EXPECT_EQ(pSet->pPlanes[2].Distance, 50.0f);
     EXPECT_NE(pSet->pFaces[0].pVertices, pRoot->pFront->pFront->pFaces[0].pVertices);
-    FreeSet(&pSet);
-
+    EXPECT_EQ(TakeIndices(pSet), (std::vector<int32_t>{2, 3, 5, 0}));
     // A reached leaf whose plane index points outside the source fails.
     pRoot->pFront->pFront->pPlaneIndices[1] = 6;
     EXPECT_FALSE(FlattenTree(pRoot, &source.Set, &pSet));
@@ -228,52 +164,39 @@ TEST(FlattenTree, CollectsFloodedLeavesFrontFirst)
     FreeTree(&pRoot);
 }
 
-TEST(FlattenTree, TreeWithoutFloodedLeavesGivesFalse)
+TEST(FlattenTree, AnInnerNodeAboveNoFloodedFaceGivesFalse)
 {
-    SourceSet source(3);
-    CFaceSet* pSet = reinterpret_cast<CFaceSet*>(1);
+    CSource source(3);
+    CFaceSet* pSet = nullptr;
     EXPECT_FALSE(FlattenTree(nullptr, &source.Set, &pSet));
-    EXPECT_EQ(pSet, nullptr);
-
-    // A leaf alone gives an empty set and true, reached or not.
+    // A leaf alone gives true and an empty set, reached or not.
     CBuildNode* pLeaf = Leaf({1}, false);
     ASSERT_TRUE(FlattenTree(pLeaf, &source.Set, &pSet));
-    ASSERT_NE(pSet, nullptr);
-    EXPECT_EQ(pSet->Count, 0);
-    FreeSet(&pSet);
-    EXPECT_FALSE(FlattenTree(pLeaf, nullptr, &pSet));
+    EXPECT_TRUE(TakeIndices(pSet).empty());
     FreeTree(&pLeaf);
 
-    // The first inner node above no reached face gives false.
     CBuildNode* pRoot = Inner(Leaf({0, 1}, false), Inner(nullptr, Leaf({2}, false)));
     EXPECT_FALSE(FlattenTree(pRoot, &source.Set, &pSet));
     EXPECT_EQ(pSet, nullptr);
-    EXPECT_FALSE(FlattenTree(pRoot->pBack, &source.Set, &pSet));
-    EXPECT_EQ(pSet, nullptr);
-
     // One reached face anywhere is enough.
     pRoot->pBack->pBack->bVisited = true;
     ASSERT_TRUE(FlattenTree(pRoot, &source.Set, &pSet));
-    EXPECT_EQ(pSet->Count, 1);
-    EXPECT_EQ(pSet->pPlaneIndices[0], 2);
-    FreeSet(&pSet);
+    EXPECT_EQ(TakeIndices(pSet), (std::vector<int32_t>{2}));
     FreeTree(&pRoot);
 }
 
 // A chain as deep as the set builder makes on long runs of one plane.
-TEST(FlattenTree, DeepChainIsFlattened)
+TEST(FlattenTree, DeepChainIsFlattenedFrontFirst)
 {
-    SourceSet source(2);
-    const int depth = 100000;
+    CSource source(2);
     CBuildNode* pRoot = Leaf({1}, true);
-    for (int i = 0; i < depth; ++i)
+    for (int i = 0; i < 100000; ++i)
         pRoot = Inner(i % 2 ? Leaf({0}, true) : nullptr, pRoot);
     CFaceSet* pSet = nullptr;
     ASSERT_TRUE(FlattenTree(pRoot, &source.Set, &pSet));
-    EXPECT_EQ(pSet->Count, depth / 2 + 1);
-    // Front first at every level: the deepest leaf comes last.
-    EXPECT_EQ(pSet->pPlaneIndices[0], 0);
-    EXPECT_EQ(pSet->pPlaneIndices[pSet->Count - 1], 1);
-    FreeSet(&pSet);
+    const std::vector<int32_t> indices = TakeIndices(pSet);
+    ASSERT_EQ(indices.size(), 50001u);
+    EXPECT_EQ(indices.front(), 0);
+    EXPECT_EQ(indices.back(), 1); // the deepest leaf comes last
     FreeTree(&pRoot);
 }
