@@ -9,9 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <pthread.h>
-
-#include <algorithm>
 #include <cstring>
 #include <deque>
 #include <functional>
@@ -30,23 +27,6 @@ struct CTreeGuard {
     CBuildNode* pRoot = nullptr;
     ~CTreeGuard() { FreeTree(&pRoot); }
 };
-
-// The depth of a tree, the root at 1.
-int Depth(const CBuildNode* pRoot)
-{
-    int depth = 0;
-    std::vector<std::pair<const CBuildNode*, int>> pending{{pRoot, 1}};
-    while (!pending.empty()) {
-        const auto [pNode, level] = pending.back();
-        pending.pop_back();
-        if (pNode) {
-            depth = std::max(depth, level);
-            pending.push_back({pNode->pFront, level + 1});
-            pending.push_back({pNode->pBack, level + 1});
-        }
-    }
-    return depth;
-}
 
 // A face set with room for the faces to come, freed at the end.
 struct COwnedSet {
@@ -221,7 +201,8 @@ TEST(PlacingRule, CountingAgreesWithCutting)
     for (float z0 : heights) {
         for (float z1 : heights) {
             for (float z2 : heights) {
-                COwnedFace face(MakeFace({CVector(0, 0, z0), CVector(1, 0, z1), CVector(0, 1, z2)}));
+                COwnedFace face(
+                    MakeFace({CVector(0, 0, z0), CVector(1, 0, z1), CVector(0, 1, z2)}));
                 for (const CPlane& splitter : {floor, -floor}) {
                     for (float faceDistance : {0.0f, 1.0f}) {
                         COwnedFace back, front;
@@ -338,44 +319,4 @@ TEST(IsConvexSet, NoFaceBeyondTheBandBehindAnyPlaneAndEveryPlaneUsed)
     for (int v = 0; v < 4; ++v)
         set.Set.pFaces[1].pVertices[v].Position.x -= 0.1f;
     EXPECT_FALSE(IsConvexSet(&set.Set, false));
-}
-
-// Builds a chain as deep as there are faces on a thread with a stack far
-// smaller than recursion of a hundred bytes a level would need: parallel
-// planes of their own for the list builder, faces on one plane for the set
-// builder.
-void* BuildDeepChains(void* pDepths)
-{
-    CMapData map;
-    std::deque<CPlaneNode> nodes;
-    COwnedSet set(600);
-    for (int32_t i = 0; i < 1000; ++i) {
-        CLeafFace face = MakeSquare(CVector(static_cast<float>(i), 0, 0), CVector(1, 0, 0), 4);
-        nodes.push_back({PlaneOf(face), 0, nullptr, nullptr});
-        AddFaceEntry(&map.pFaces, face)->pPlaneNode = &nodes.back();
-        FreeFace(&face);
-        if (i < 600)
-            set.Add(MakeSquare(CVector(0, 0, 10.0f * static_cast<float>(i)), CVector(1, 0, 0), 4));
-    }
-    CBuildNode* roots[2] = {BuildTreeFromList(&map), BuildTreeFromSet(&set.Set, nullptr)};
-    FreeFaceEntries(&map.pFaces);
-    for (int k = 0; k < 2; ++k) {
-        static_cast<int*>(pDepths)[k] = Depth(roots[k]);
-        FreeTree(&roots[k]);
-    }
-    return nullptr;
-}
-
-TEST(BuildDepth, DeepTreesNeedNoDeepStack)
-{
-    int depths[2] = {0, 0};
-    pthread_attr_t attr;
-    pthread_attr_init(&attr);
-    pthread_attr_setstacksize(&attr, 48 * 1024);
-    pthread_t thread;
-    ASSERT_EQ(pthread_create(&thread, &attr, BuildDeepChains, depths), 0);
-    pthread_join(thread, nullptr);
-    pthread_attr_destroy(&attr);
-    EXPECT_GE(depths[0], 1000);
-    EXPECT_GE(depths[1], 600);
 }

@@ -57,8 +57,10 @@ TEST(Clip, IntersectEdgeGivesTheFractionAndThePoint)
 
 TEST(Clip, SplitKeepsTheWindingAndInterpolatesTheCrossings)
 {
-    COwnedFace quad(Marked({CVector(0, 0, 0), CVector(4, 0, 0), CVector(4, 4, 0), CVector(0, 4, 0)}));
+    COwnedFace quad(
+        Marked({CVector(0, 0, 0), CVector(4, 0, 0), CVector(4, 4, 0), CVector(0, 4, 0)}));
     quad->pPlane = new CPlane(FLOOR);
+    quad->pVertices[2].Colour = 0xFFFF0000u;
     quad->pVertices[2].Specular = 0x11223344u;
     COwnedFace back, front;
     ASSERT_TRUE(SplitFace(PlaneX(1.0f), quad.get(), back.get(), front.get()));
@@ -73,10 +75,11 @@ TEST(Clip, SplitKeepsTheWindingAndInterpolatesTheCrossings)
     ExpectAt(front[1], 4, 0, 0);
     ExpectAt(front[3], 1, 4, 0);
     // Edge 2-3 runs from x = 4 to 0: t = 0.75, TexU 4 + (0 - 4) * 0.75 = 1;
-    // the specular colour is vertex 2's.
+    // the colours are those of vertex 2, where the walk leaves the edge.
     const CVertex& crossing = front->pVertices[3];
     EXPECT_EQ(crossing.TexU, 1.0f);
     EXPECT_EQ(crossing.TexV, 4.0f);
+    EXPECT_EQ(crossing.Colour, 0xFFFF0000u);
     EXPECT_EQ(crossing.Specular, 0x11223344u);
     ASSERT_TRUE(back->pPlane && front->pPlane);
     EXPECT_NE(front->pPlane, quad->pPlane);
@@ -141,33 +144,20 @@ INSTANTIATE_TEST_SUITE_P(
         // +0.2 next to -5: the back piece is the other three vertices.
         CBandCase{"edge_to_far_side",
                   {CVector(0, 0, 0.2f), CVector(1, 0, -5), CVector(1, 1, -5), CVector(0, 1, 0)},
-                  3, 0},
+                  3,
+                  0},
         // -0.1 lies in the band: only the edge from -5 to +5 is cut.
-        CBandCase{"inside_to_far_side", {CVector(0, 0, 5), CVector(1, 0, -0.1f), CVector(0, 1, -5)},
-                  3, 3}),
+        CBandCase{"inside_to_far_side",
+                  {CVector(0, 0, 5), CVector(1, 0, -0.1f), CVector(0, 1, -5)},
+                  3,
+                  3}),
     [](const auto& info) { return std::string(info.param.pszName); });
-
-TEST(Clip, CrossingColourComesFromTheVertexTheWalkLeaves)
-{
-    // Vertex 1 is red: walked white to red, then in the other winding red to
-    // white, the crossing at (0, 0, 0) takes the first end's colour.
-    const CVector p0(-1, 0, 0), p1(1, 0, 0), p2(1, 1, 0), p3(-1, 1, 0);
-    COwnedFace forward(MakeFace({p0, p1, p2, p3})), reverse(MakeFace({p0, p3, p2, p1}));
-    forward->pVertices[1].Colour = reverse->pVertices[3].Colour = 0xFFFF0000u;
-    COwnedFace back, front;
-    ASSERT_TRUE(SplitFace(PlaneX(0.0f), forward.get(), back.get(), front.get()));
-    ExpectAt(front[0], 0, 0, 0);
-    EXPECT_EQ(front->pVertices[0].Colour, 0xFFFFFFFFu);
-    ASSERT_TRUE(SplitFace(PlaneX(0.0f), reverse.get(), back.get(), front.get()));
-    ExpectAt(back[3], 0, 0, 0);
-    EXPECT_EQ(back->pVertices[3].Colour, 0xFFFF0000u);
-}
 
 TEST(Clip, ClipFaceHasNoBandAndKeepsFewerThanThreeVertices)
 {
     // A vertex 0.1 behind is cut away: crossings on edges 0-1 and 3-0.
-    COwnedFace quad(Marked({CVector(0, 0, -0.1f), CVector(4, 0, 0.9f), CVector(4, 4, 0.9f),
-                            CVector(0, 4, 0.9f)}));
+    COwnedFace quad(Marked(
+        {CVector(0, 0, -0.1f), CVector(4, 0, 0.9f), CVector(4, 4, 0.9f), CVector(0, 4, 0.9f)}));
     COwnedFace out;
     ASSERT_TRUE(ClipFace(FLOOR, quad.get(), out.get()));
     ASSERT_EQ(out->VertexCount, 5);

@@ -99,15 +99,15 @@ TEST_P(TexCoords, DivideByTheSizeAfterScaleAndOffset)
 const CTexMapping UNIT = {CVector(1, 0, 0), CVector(0, 1, 0), 0, 0, 1, 1, 0};
 const CTexMapping SHIFTED = {CVector(1, 0, 0), CVector(0, 1, 0), 32, -16, 2, 0.5f, 0};
 
-INSTANTIATE_TEST_SUITE_P(
-    Sizes, TexCoords,
-    ::testing::Values(CTexCase{"sized", 64, 32, UNIT, 0.5f, 0.5f},
-                      CTexCase{"no_size", -1, -1, UNIT, 0.125f, 0.0625f},
-                      CTexCase{"zero_width", 0, 32, UNIT, 0.125f, 0.0625f},
-                      CTexCase{"zero_height", 64, 0, UNIT, 0.125f, 0.0625f},
-                      // (32 / 2 + 32) / 64 and (16 / 0.5 - 16) / 32
-                      CTexCase{"scale_then_offset", 64, 32, SHIFTED, 0.75f, 0.5f}),
-    [](const auto& info) { return std::string(info.param.pszName); });
+INSTANTIATE_TEST_SUITE_P(Sizes, TexCoords,
+                         ::testing::Values(CTexCase{"sized", 64, 32, UNIT, 0.5f, 0.5f},
+                                           CTexCase{"no_size", -1, -1, UNIT, 0.125f, 0.0625f},
+                                           CTexCase{"zero_width", 0, 32, UNIT, 0.125f, 0.0625f},
+                                           CTexCase{"zero_height", 64, 0, UNIT, 0.125f, 0.0625f},
+                                           // (32 / 2 + 32) / 64 and (16 / 0.5 - 16) / 32
+                                           CTexCase{"scale_then_offset", 64, 32, SHIFTED, 0.75f,
+                                                    0.5f}),
+                         [](const auto& info) { return std::string(info.param.pszName); });
 
 TEST(Face, TexCoordsNeedThreeVertices)
 {
