@@ -256,17 +256,6 @@ INSTANTIATE_TEST_SUITE_P(Counts, PickPlaneTries,
                          ::testing::Values(std::pair{1, 0}, std::pair{31, 0}, std::pair{32, 1},
                                            std::pair{511, 30}, std::pair{600, 31}));
 
-TEST(PickPlane, FacesWithoutAPlaneRecordUseNoTry)
-{
-    COwnedSet set(40);
-    AddParallelSquares(set, 40);
-    for (int i = 0; i < 3; ++i) {
-        delete set.Set.pFaces[i].pPlane;
-        set.Set.pFaces[i].pPlane = nullptr;
-    }
-    EXPECT_EQ(PickPlane(&set.Set), 4);
-}
-
 TEST(PickPlane, ScoreAddsThePiecesThatCuttingMakesAndTiesKeepTheEarlier)
 {
     // 32 faces: two tries. Face 0 lies on y = 0 facing +y, face 1 on x = 0

@@ -71,24 +71,6 @@ void ExpectCubeSquare(const CLeafFace& face, const CPlane& plane,
 
 } // namespace
 
-TEST_F(FaceListTest, EntriesGoToTheHeadAndTheStackIsLastInFirstOut)
-{
-    CLeafFace face = MakeFace({CVector(0, 0, 0), CVector(1, 0, 0), CVector(0, 1, 0)});
-    CFaceEntry* pFirst = AddFaceEntry(&pHead, face);
-    EXPECT_EQ(AddFaceEntry(&pHead, face)->pNext, pFirst);
-    CFaceStackNode* pTop = nullptr;
-    for (int i = 0; i < 2; ++i) {
-        face.TextureIndex = i;
-        ASSERT_TRUE(PushFace(&pTop, face));
-    }
-    for (int i = 1; i >= 0; --i) {
-        ASSERT_TRUE(PopFace(&pTop, &face));
-        EXPECT_EQ(face.TextureIndex, i);
-    }
-    EXPECT_FALSE(PopFace(&pTop, &face));
-    FreeFace(&face);
-}
-
 TEST_F(FaceListTest, CubeSidesEndAsSquaresOnItsSurface)
 {
     ClipBrushFaces(pHead, AddBrush(CubePlanes()));

@@ -214,7 +214,8 @@ TEST_F(MapParserTest, GarbageAndHugeTokensParseWithoutHarm)
     EXPECT_EQ(std::string(Map.pNames->Name.GetString()), std::string(511, 'n'));
     // Random tokens of the map's own vocabulary inside a world entity.
     std::vector<std::string> vocabulary;
-    std::istringstream words("( ) [ ] { } 0 64 -1 1e30 nan x \"q\" 90 \"classname\" \"worldspawn\"");
+    std::istringstream words(
+        "( ) [ ] { } 0 64 -1 1e30 nan x \"q\" 90 \"classname\" \"worldspawn\"");
     for (std::string word; words >> word;)
         vocabulary.push_back(word);
     std::mt19937 random(99);

@@ -115,7 +115,7 @@ TEST_F(TokenReaderTest, TokensKeep511CharactersAndDropTheRest)
               (Strings{std::string("\"").append(510, 'y'), "after"}));
 }
 
-TEST_F(TokenReaderTest, MissingFileClosedReaderAndMissingLog)
+TEST_F(TokenReaderTest, MissingFileGivesNoTokensAndMissingLogChangesNothing)
 {
     CTokenReader reader;
     CToken token;
