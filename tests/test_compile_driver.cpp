@@ -38,7 +38,7 @@ struct CCompilation {
         FreeMapData(&Map);
     }
 
-    // The faces of the flooded leaves, front subtrees first.
+    // The faces of the flooded leaves.
     std::vector<const CLeafFace*> ReachedFaces() const
     {
         std::vector<const CLeafFace*> faces;
@@ -48,7 +48,7 @@ struct CCompilation {
             pending.pop_back();
             for (int32_t f = 0; pNode->bVisited && f < pNode->FaceCount; ++f)
                 faces.push_back(&pNode->pFaces[f]);
-            for (const CBuildNode* pChild : {pNode->pBack, pNode->pFront}) { // front first
+            for (const CBuildNode* pChild : {pNode->pFront, pNode->pBack}) {
                 if (pChild)
                     pending.push_back(pChild);
             }
