@@ -1,38 +1,41 @@
-// The light passes on a generated map: Light/<map>/threads:<n> runs the
-// direct pass and one bounce (RunLightPasses) on n threads. The map is compiled once
-// per benchmark, every reached leaf seeing every reached leaf; each iteration
-// makes fresh grids outside the timing and then times the passes alone.
+// The light passes (direct light and one bounce, RunLightPasses) on the
+// sample level and on generated large maps of 250, 500 and 1000 brushes
+// (vorlane-make-samples --large), each on 1 and 2 threads:
+// Light/<map>/threads:<n>. Each map is built once per benchmark with the
+// list builder and flooded, every reached leaf seeing every reached leaf;
+// every iteration makes fresh grids outside the timing, then times the
+// passes alone.
 //
-// Counters: shots/s is the rate of sample-to-sample shots that passed both
-// half-space tests and would add light, and so made a line-of-sight test (lit
-// or not); shots that truncate to nothing are not counted; grids is
-// the number of faces that got samples; emitters the faces that emit.
+// Counters: direct_s and bounce_s split the time between the passes; shots
+// is the number of shots that add light (each needs a line of sight), walks
+// the shots whose line of sight took a walk of its own (the rest lay in
+// blocks found in sight as a whole), pairs the source-face pairs in reach;
+// peak_MB is the process' peak resident memory so far (run one benchmark per
+// process, with --benchmark_filter, for the peak of one map).
 #include "compiler/build_tree.h"
 #include "compiler/compile_driver.h"
+#include "compiler/entities.h"
 #include "compiler/light.h"
+#include "compiler/light_passes.h"
 #include "compiler/map_parser.h"
 #include "compiler/portal.h"
 #include "platform/files.h"
-
-#include "bench/map_generator.h"
+#include "tools/sample_maps.h"
 
 #include <benchmark/benchmark.h>
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <system_error>
 #include <vector>
 
 namespace {
-
-// Ramps give light; everything else only receives.
-constexpr const char* LIGHT_LIST = "ramp_metal 200 220 255 600\n";
 
 // A compiled map with visible lists, ready for MakeGrids; owns everything.
 class CLightScene {
@@ -45,12 +48,14 @@ public:
         FreeMapData(&Map);
     }
 
-    bool Load(const std::string& mapPath, const CVector& start, const std::string& lightPath)
+    bool Load(const std::string& mapPath, const std::string& lightPath)
     {
         std::ostringstream log;
-        CVector where = start;
-        if (!ParseMapFile(mapPath.c_str(), &Map) ||
-            !CompileMapData(&Map, &where, &pPortals, &PortalCount, &pRoot, log))
+        std::vector<CEntity> entities;
+        CVector start;
+        if (!ReadEntities(mapPath.c_str(), &entities) || !FindStartLocation(entities, &start) ||
+            !ParseMapFile(mapPath.c_str(), &Map) ||
+            !CompileMapData(&Map, &start, &pPortals, &PortalCount, &pRoot, log))
             return false;
         std::vector<CBuildNode*> leaves;
         for (std::vector<CBuildNode*> pending{pRoot}; !pending.empty();) {
@@ -67,12 +72,8 @@ public:
             pLeaf->pVisibleLeaves = new CBuildNode*[leaves.size()];
             std::copy(leaves.begin(), leaves.end(), pLeaf->pVisibleLeaves);
             pLeaf->VisibleLeafCount = static_cast<int32_t>(leaves.size());
-            Grids += pLeaf->FaceCount;
         }
         pLights = ReadLightList(Map.pNames, lightPath.c_str());
-        for (CBuildNode* pLeaf : leaves)
-            for (int32_t i = 0; i < pLeaf->FaceCount; ++i)
-                Emitters += FindLight(pLights, pLeaf->pFaces[i].TextureIndex) != nullptr;
         return pLights != nullptr;
     }
 
@@ -81,35 +82,44 @@ public:
     int32_t PortalCount = 0;
     CBuildNode* pRoot = nullptr;
     CLightNode* pLights = nullptr;
-    int64_t Grids = 0;
-    int64_t Emitters = 0;
 };
 
 struct CLightMap {
-    std::string Name;
-    std::string Path;
-    CVector Start;
+    std::string MapPath;
+    std::string LightPath;
 };
 
-void BM_Light(benchmark::State& state, CLightMap map, std::string lightPath)
+double PeakMegabytes()
 {
-    const int32_t threads = static_cast<int32_t>(state.range(0));
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<double>(usage.ru_maxrss) / 1024.0;
+}
+
+void BM_Light(benchmark::State& state, CLightMap map)
+{
     CLightScene scene;
-    if (!scene.Load(map.Path, map.Start, lightPath)) {
+    if (!scene.Load(map.MapPath, map.LightPath)) {
         state.SkipWithError("map did not compile or has no light");
         return;
     }
     CLightStats stats;
+    CLightRun run;
+    run.Threads = static_cast<int32_t>(state.range(0));
+    run.pStats = &stats;
     for (auto _ : state) {
         state.PauseTiming();
         MakeGrids(scene.pRoot, scene.pLights);
         state.ResumeTiming();
-        RunLightPasses(scene.pRoot, 1, threads, &stats);
+        RunLightPasses(scene.pRoot, run);
     }
-    state.counters["shots/s"] =
-        benchmark::Counter(static_cast<double>(stats.Shots), benchmark::Counter::kIsRate);
-    state.counters["grids"] = static_cast<double>(scene.Grids);
-    state.counters["emitters"] = static_cast<double>(scene.Emitters);
+    const double n = static_cast<double>(state.iterations());
+    state.counters["direct_s"] = stats.DirectSeconds / n;
+    state.counters["bounce_s"] = stats.BounceSeconds / n;
+    state.counters["shots"] = static_cast<double>(stats.Shots) / n;
+    state.counters["walks"] = static_cast<double>(stats.LineTests) / n;
+    state.counters["pairs"] = static_cast<double>(stats.Pairs) / n;
+    state.counters["peak_MB"] = PeakMegabytes();
 }
 
 // A scratch directory for the generated maps, which also stands for "C:\".
@@ -130,35 +140,39 @@ public:
     std::filesystem::path Dir;
 };
 
+void Register(const std::string& name, const CLightMap& map)
+{
+    benchmark::RegisterBenchmark(("Light/" + name).c_str(), BM_Light, map)
+        ->ArgName("threads")
+        ->Arg(1)
+        ->Arg(2)
+        ->Iterations(1)
+        ->Unit(benchmark::kSecond)
+        ->UseRealTime()
+        ->MeasureProcessCPUTime();
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     benchmark::Initialize(&argc, argv);
     CScratch scratch;
-    const std::string lightPath = (scratch.Dir / "lights.txt").string();
-    std::ofstream(lightPath) << LIGHT_LIST;
-
-    // Every emitting sample shoots at every sample in sight, so the cost
-    // grows with the square of the map: a map of 12 brushes (38 reached
-    // leaves, 97 faces, 10 of them emitting) already takes seconds.
-    for (int brushes : {12}) {
-        const std::string name = "generated_" + std::to_string(brushes);
-        const std::string path = (scratch.Dir / (name + ".map")).string();
-        if (!mapgen::WriteMapFile(path, brushes)) {
-            std::fprintf(stderr, "can't write %s\n", path.c_str());
+    const std::string data = VORLANE_DATA_MAPS_DIR;
+    Register("level", {data + "/level.map", data + "/level.lights"});
+    Register("room", {data + "/room.map", data + "/room.lights"});
+    for (int brushes : {250, 500, 1000}) {
+        const std::string name = "large_" + std::to_string(brushes);
+        const samples::CSampleMap map = samples::LargeMap(brushes);
+        const std::vector<samples::CSampleFile> files = {
+            {name + ".map", samples::MapText(map)},
+            {name + ".lights", samples::LightText(map.Lights)}};
+        if (!samples::WriteFiles(scratch.Dir, files)) {
+            std::fprintf(stderr, "can't write %s\n", name.c_str());
             return 1;
         }
-        // File axes a b c are the world vector (a, c, b).
-        const mapgen::Vec3 start = mapgen::StartLocation(brushes);
-        const CLightMap map{name, path, CVector(float(start.x), float(start.z), float(start.y))};
-        benchmark::RegisterBenchmark(("Light/" + name).c_str(), BM_Light, map, lightPath)
-            ->ArgName("threads")
-            ->Arg(1)
-            ->Arg(2)
-            ->Unit(benchmark::kMillisecond)
-            ->UseRealTime()
-            ->MeasureProcessCPUTime();
+        Register(name, {(scratch.Dir / (name + ".map")).string(),
+                        (scratch.Dir / (name + ".lights")).string()});
     }
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

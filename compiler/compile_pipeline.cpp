@@ -8,6 +8,7 @@
 #include "compiler/entities.h"
 #include "compiler/face_list.h"
 #include "compiler/light.h"
+#include "compiler/light_passes.h"
 #include "compiler/map_import.h"
 #include "compiler/map_parser.h"
 #include "compiler/map_writer.h"

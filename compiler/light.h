@@ -10,9 +10,9 @@
 // caller fills first (with the leaf itself among them). Colours are whole
 // numbers that saturate at 255 in the samples that receive them.
 //
-// The passes may run on several threads; the samples come out the same bit
-// for bit whatever the number, as every sample receives its shots in the
-// order of the single-threaded walk.
+// The passes as the compile tool runs them, fast and on several threads,
+// stand in light_passes.h; ShootEmitters and ShootBounce are the same passes
+// on one thread.
 #include "compiler/build_tree.h"
 #include "compiler/face.h"
 #include "compiler/light_record.h"
@@ -125,17 +125,3 @@ void ShootLumel(CBuildNode* pRoot, const CVector* pNormal, const CLumel* pSource
 // leaves. A missing child is solid; a segment lying along a splitting plane
 // passes if it passes on either side.
 bool LineOfSight(const CBuildNode* pNode, const CVector* pFrom, const CVector* pTo);
-
-// The light passes the compile tool runs after MakeGrids: the direct pass,
-// then `bounces` times (AverageGrids, ShootBounce), on `threads` threads (1
-// for anything below 1). The result does not depend on the thread count.
-void RunLightPasses(CBuildNode* pRoot, int32_t bounces, int32_t threads);
-
-// Counts of one run of the passes.
-struct CLightStats {
-    // Sample-to-sample shots that passed both half-space tests and would add
-    // light, so that they made a line-of-sight test (lit or not).
-    int64_t Shots = 0;
-};
-// The same, also counting its shots into *pStats (added; null allowed).
-void RunLightPasses(CBuildNode* pRoot, int32_t bounces, int32_t threads, CLightStats* pStats);

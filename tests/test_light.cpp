@@ -1,4 +1,5 @@
 #include "compiler/light.h"
+#include "compiler/light_passes.h"
 
 #include "compiler/compile_driver.h"
 #include "compiler/entities.h"

@@ -1,0 +1,631 @@
+#include "compiler/light_passes.h"
+
+#include "compiler/light_shot.h"
+#include "compiler/light_sight.h"
+#include "compiler/progress.h"
+#include "compiler/stage_clock.h"
+#include "compiler/tree_walk.h"
+#include "compiler/visibility.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstring>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace {
+
+// Sight blocks: a grid's samples in 4 by 4 blocks, and in quarters of 2 by 2
+// blocks. A pair of faces is first tested whole, then by quarters, then by
+// blocks, before single segments are walked.
+constexpr int32_t BLOCK_SIDE = 4;
+constexpr int32_t BLOCKS_PER_ROW = LUMEL_GRID_SIZE / BLOCK_SIDE;
+constexpr int32_t BLOCK_COUNT = BLOCKS_PER_ROW * BLOCKS_PER_ROW;
+constexpr int32_t QUARTER_COUNT = 4;
+// The pair tests run before the exact ones: a margin keeps them from ever
+// passing over a shot that the exact test takes.
+constexpr double PAIR_CUTOFF = 0.99;
+constexpr double SIDE_MARGIN = 1e-3;
+
+int32_t BlockOf(int32_t index)
+{
+    const int32_t x = index % LUMEL_GRID_SIZE;
+    const int32_t y = index / LUMEL_GRID_SIZE;
+    return (y / BLOCK_SIDE) * BLOCKS_PER_ROW + x / BLOCK_SIDE;
+}
+
+int32_t QuarterOf(int32_t block)
+{
+    return (block / BLOCKS_PER_ROW / 2) * 2 + (block % BLOCKS_PER_ROW) / 2;
+}
+
+double DistanceToBox(const CSightBox& box, const double point[3])
+{
+    double sum = 0.0;
+    for (int k = 0; k < 3; ++k) {
+        const double below = box.Low[k] - point[k];
+        const double above = point[k] - box.High[k];
+        const double gap = std::max({below, above, 0.0});
+        sum += gap * gap;
+    }
+    return std::sqrt(sum);
+}
+
+// The highest signed distance of a box's points from a plane.
+double HighestDistance(const CPlane& plane, const CSightBox& box)
+{
+    const double normal[3] = {plane.Normal.x, plane.Normal.y, plane.Normal.z};
+    double high = plane.Distance;
+    for (int k = 0; k < 3; ++k)
+        high += normal[k] * (normal[k] >= 0.0 ? box.High[k] : box.Low[k]);
+    return high;
+}
+
+// A sphere round a box.
+struct CSphere {
+    double Centre[3] = {0, 0, 0};
+    double Radius = 0;
+};
+
+CSphere SphereRound(const CSightBox& box)
+{
+    CSphere sphere;
+    double sum = 0.0;
+    for (int k = 0; k < 3; ++k) {
+        sphere.Centre[k] = (box.Low[k] + box.High[k]) * 0.5;
+        const double half = (box.High[k] - box.Low[k]) * 0.5;
+        sum += half * half;
+    }
+    // Grown by a hair, so that rounding never puts a corner outside.
+    sphere.Radius = std::sqrt(sum) * (1.0 + 1e-9) + 1e-6;
+    return sphere;
+}
+
+struct CSource {
+    CLumel Lumel;
+    CPlane Plane; // through the source, with its face's normal
+    double Power = 0;
+    double Reach = 0;
+    int32_t Block = 0;
+};
+
+// The sources of one face, or a single source.
+struct CGroup {
+    uint32_t First = 0;
+    uint32_t Count = 0;
+    const CLumelGrid* pOwnGrid = nullptr; // a bouncing face: gets nothing from itself
+    bool bPlaneTest = true;               // false for a point light
+    double Reach = 0;                     // the largest of its sources
+    CSightBox Box;
+    // Boxes of its sources by block and by quarter; without them (a single
+    // source) Box stands for every block.
+    int64_t FirstBlockBox = -1;
+    // Its sources' planes share a normal: this one has the largest distance,
+    // so that a point behind it lies behind every one of them.
+    CPlane HighestPlane;
+};
+
+// A leaf that shoots, with its groups, into the leaves of its visible list.
+struct CShooter {
+    const CBuildNode* pLeaf = nullptr;
+    uint32_t FirstGroup = 0;
+    uint32_t GroupCount = 0;
+};
+
+struct CReceiver {
+    CLumelGrid* pGrid = nullptr;
+    CPlane FacePlane; // through sample (0, 0) with the grid's normal
+    CSightBox Box;
+    CSphere Sphere;
+};
+
+// A receiving leaf: its receivers, and a sphere round all their samples.
+struct CTarget {
+    uint32_t FirstReceiver = 0;
+    uint32_t ReceiverCount = 0;
+    CSphere Sphere;
+};
+
+// A group aimed at a receiver, as often as the receiver's leaf stands in
+// the shooter's visible list.
+struct CAim {
+    uint32_t Group;
+    int32_t Times;
+};
+
+struct CPass {
+    const CBuildNode* pRoot = nullptr;
+    std::vector<CSource> Sources;
+    std::vector<CGroup> Groups;
+    std::vector<CSightBox> BlockBoxes;
+    std::vector<CShooter> Shooters;
+    std::vector<CTarget> Targets;
+    std::vector<CReceiver> Receivers;
+    std::vector<std::vector<CAim>> Aims; // per receiver, in the order of the walk
+};
+
+void AddSource(CPass* pPass, const CLumel& lumel, const CVector& normal, int32_t block)
+{
+    CSource source;
+    source.Lumel = lumel;
+    source.Plane = CPlane(lumel.Position, normal);
+    source.Power = ShotPower(lumel);
+    source.Reach = ShotReach(lumel);
+    source.Block = block;
+    pPass->Sources.push_back(source);
+}
+
+// Makes a group of the sources added since `first`; a group without any is
+// dropped.
+void CloseGroup(CPass* pPass, uint32_t first, const CLumelGrid* pOwnGrid, bool bPlaneTest)
+{
+    const uint32_t count = static_cast<uint32_t>(pPass->Sources.size()) - first;
+    if (count == 0)
+        return;
+    CGroup group;
+    group.First = first;
+    group.Count = count;
+    group.pOwnGrid = pOwnGrid;
+    group.bPlaneTest = bPlaneTest;
+    group.HighestPlane = pPass->Sources[first].Plane;
+    for (uint32_t i = first; i < first + count; ++i) {
+        const CSource& source = pPass->Sources[i];
+        group.Reach = std::max(group.Reach, source.Reach);
+        if (!(source.Reach <= group.Reach))
+            group.Reach = source.Reach; // a reach that is not a number stays so
+        group.Box.Add(source.Lumel.Position);
+        group.HighestPlane.Distance = std::max(group.HighestPlane.Distance, source.Plane.Distance);
+    }
+    if (count > 1) {
+        group.FirstBlockBox = static_cast<int64_t>(pPass->BlockBoxes.size());
+        pPass->BlockBoxes.resize(pPass->BlockBoxes.size() + BLOCK_COUNT + QUARTER_COUNT);
+        CSightBox* pBoxes = &pPass->BlockBoxes[static_cast<size_t>(group.FirstBlockBox)];
+        for (uint32_t i = first; i < first + count; ++i) {
+            const CSource& source = pPass->Sources[i];
+            pBoxes[source.Block].Add(source.Lumel.Position);
+            pBoxes[BLOCK_COUNT + QuarterOf(source.Block)].Add(source.Lumel.Position);
+        }
+    }
+    pPass->Groups.push_back(group);
+}
+
+// A source that can light something: its face has a front, and it has a
+// non-zero intensity and area.
+bool CanShoot(const CLumel& lumel, const CVector& normal)
+{
+    return HasDirection(normal) && lumel.Light.Intensity != 0 && lumel.Area != 0.0f;
+}
+
+// Every sample of every emitting face of a reached leaf with a visible list,
+// in the order of ShootEmitters: leaves front first, faces in order, columns
+// and then rows, up to the first sample of a face that does not emit.
+void CollectEmitters(CPass* pPass, CBuildNode* pNode)
+{
+    WalkFrontFirst(pNode, false, [&](CBuildNode* pLeaf) {
+        if (!pLeaf->pFaces || !pLeaf->pVisibleLeaves || !pLeaf->bVisited || !pLeaf->pGrids)
+            return;
+        CShooter shooter{pLeaf, static_cast<uint32_t>(pPass->Groups.size()), 0};
+        for (int32_t g = 0; g < pLeaf->FaceCount; ++g) {
+            CLumelGrid* pGrid = &pLeaf->pGrids[g];
+            const uint32_t first = static_cast<uint32_t>(pPass->Sources.size());
+            bool bDone = false;
+            for (int32_t x = 0; x < LUMEL_GRID_SIZE && !bDone; ++x) {
+                for (int32_t y = 0; y < LUMEL_GRID_SIZE; ++y) {
+                    const CLumel* pLumel = GetLumel(pGrid, x, y);
+                    if (!pLumel || pLumel->Light.Intensity == 0) {
+                        bDone = true;
+                        break;
+                    }
+                    if (CanShoot(*pLumel, pGrid->Normal))
+                        AddSource(pPass, *pLumel, pGrid->Normal, BlockOf(y * LUMEL_GRID_SIZE + x));
+                }
+            }
+            CloseGroup(pPass, first, nullptr, true);
+        }
+        shooter.GroupCount = static_cast<uint32_t>(pPass->Groups.size()) - shooter.FirstGroup;
+        pPass->Shooters.push_back(shooter);
+    });
+}
+
+// Each point light shoots from the leaf that holds it, after the faces.
+void CollectPoints(CPass* pPass, const std::vector<CPointLight>& points)
+{
+    for (const CPointLight& point : points) {
+        CVector position = point.Position;
+        const CBuildNode* pLeaf = FindLeaf(const_cast<CBuildNode*>(pPass->pRoot), &position);
+        if (!pLeaf || !pLeaf->pFaces || !pLeaf->bVisited || !pLeaf->pVisibleLeaves)
+            continue; // outside the world: it lights nothing
+        CLumel lumel;
+        lumel.Area = point.Area;
+        lumel.Position = point.Position;
+        lumel.Light = point.Light;
+        CShooter shooter{pLeaf, static_cast<uint32_t>(pPass->Groups.size()), 0};
+        const uint32_t first = static_cast<uint32_t>(pPass->Sources.size());
+        // The source plane is not used; any direction does for its record.
+        if (lumel.Light.Intensity != 0 && lumel.Area != 0.0f)
+            AddSource(pPass, lumel, CVector(0.0f, 1.0f, 0.0f), 0);
+        CloseGroup(pPass, first, nullptr, false);
+        shooter.GroupCount = static_cast<uint32_t>(pPass->Groups.size()) - shooter.FirstGroup;
+        pPass->Shooters.push_back(shooter);
+    }
+}
+
+// One source per non-emitting face: its Mean from sample (7, 7) with power
+// BOUNCE_POWER, in the order of ShootBounce.
+void CollectBouncers(CPass* pPass, CBuildNode* pNode)
+{
+    WalkFrontFirst(pNode, true, [&](CBuildNode* pLeaf) {
+        if (!pLeaf->pGrids || !pLeaf->bVisited || !pLeaf->pVisibleLeaves)
+            return;
+        CShooter shooter{pLeaf, static_cast<uint32_t>(pPass->Groups.size()), 0};
+        for (int32_t g = 0; g < pLeaf->FaceCount; ++g) {
+            CLumelGrid* pGrid = &pLeaf->pGrids[g];
+            const CLumel* pFirst = GetLumel(pGrid, 0, 0);
+            const CLumel* pCentre = GetLumel(pGrid, BOUNCE_LUMEL_X, BOUNCE_LUMEL_Y);
+            if (!pFirst || !pCentre || pFirst->Light.Intensity != 0)
+                continue; // an emitting face, or one without samples
+            CLumel lumel;
+            lumel.Area = static_cast<float>(BOUNCE_POWER);
+            lumel.Position = pCentre->Position;
+            lumel.Light = pGrid->Mean;
+            const uint32_t first = static_cast<uint32_t>(pPass->Sources.size());
+            if (CanShoot(lumel, pGrid->Normal))
+                AddSource(pPass, lumel, pGrid->Normal, 0);
+            // Instead of marking the face's own samples for the time of its
+            // shot, it is left out of its own receivers.
+            CloseGroup(pPass, first, pGrid, true);
+        }
+        shooter.GroupCount = static_cast<uint32_t>(pPass->Groups.size()) - shooter.FirstGroup;
+        pPass->Shooters.push_back(shooter);
+    });
+}
+
+// The receivers of a leaf: its grids that have samples and a normal.
+CTarget MakeTarget(CPass* pPass, const CBuildNode* pLeaf)
+{
+    CTarget target;
+    target.FirstReceiver = static_cast<uint32_t>(pPass->Receivers.size());
+    CSightBox all;
+    for (int32_t g = 0; g < pLeaf->FaceCount; ++g) {
+        CLumelGrid* pGrid = &pLeaf->pGrids[g];
+        if (!pGrid->pLumels || pGrid->LumelCount <= 0 || !HasDirection(pGrid->Normal))
+            continue;
+        CReceiver receiver;
+        receiver.pGrid = pGrid;
+        receiver.FacePlane = CPlane(pGrid->pLumels[0].Position, pGrid->Normal);
+        for (int32_t i = 0; i < pGrid->LumelCount; ++i)
+            receiver.Box.Add(pGrid->pLumels[i].Position);
+        receiver.Sphere = SphereRound(receiver.Box);
+        all.Add(receiver.Box);
+        pPass->Receivers.push_back(receiver);
+    }
+    target.ReceiverCount = static_cast<uint32_t>(pPass->Receivers.size()) - target.FirstReceiver;
+    if (target.ReceiverCount > 0)
+        target.Sphere = SphereRound(all);
+    return target;
+}
+
+bool GroupReaches(const CGroup& group, const CSphere& sphere)
+{
+    return !BeyondReach(group.Reach, DistanceToBox(group.Box, sphere.Centre) - sphere.Radius,
+                        PAIR_CUTOFF);
+}
+
+// Whether any source of the group may light any sample of the receiver:
+// the tests of a shot, taken for the whole group and face at once.
+bool MayLight(const CGroup& group, const CReceiver& receiver)
+{
+    if (group.pOwnGrid == receiver.pGrid || !GroupReaches(group, receiver.Sphere))
+        return false;
+    // The face turns its back to every source.
+    if (HighestDistance(receiver.FacePlane, group.Box) < -SIDE_MARGIN)
+        return false;
+    // Every sample lies behind every source's plane.
+    return !group.bPlaneTest || !(HighestDistance(group.HighestPlane, receiver.Box) < -SIDE_MARGIN);
+}
+
+// Aims each group at the receivers it may light, shooter by shooter in walk
+// order, so that every receiver's list is in the order of the walk. A leaf
+// that stands twice in a visible list gets each shot twice in a row.
+void AimGroups(CPass* pPass)
+{
+    std::unordered_map<const CBuildNode*, int32_t> targetIndex;
+    std::vector<int32_t> times;
+    std::vector<uint32_t> seenBy; // the shooter (plus 1) that counted a target last
+    std::vector<int32_t> distinct;
+    for (uint32_t k = 0; k < pPass->Shooters.size(); ++k) {
+        const CShooter& shooter = pPass->Shooters[k];
+        if (shooter.GroupCount == 0)
+            continue;
+        distinct.clear();
+        const CBuildNode* pLeaf = shooter.pLeaf;
+        for (int32_t i = 0; i < pLeaf->VisibleLeafCount; ++i) {
+            const CBuildNode* pTarget = pLeaf->pVisibleLeaves[i];
+            if (!pTarget || !pTarget->pGrids)
+                continue;
+            auto [it, bNew] = targetIndex.try_emplace(pTarget, static_cast<int32_t>(pPass->Targets.size()));
+            if (bNew) {
+                pPass->Targets.push_back(MakeTarget(pPass, pTarget));
+                times.push_back(0);
+                seenBy.push_back(0);
+            }
+            const int32_t t = it->second;
+            if (seenBy[t] != k + 1) {
+                seenBy[t] = k + 1;
+                times[t] = 0;
+                distinct.push_back(t);
+            }
+            ++times[t];
+        }
+        pPass->Aims.resize(pPass->Receivers.size());
+        for (const int32_t t : distinct) {
+            const CTarget& target = pPass->Targets[t];
+            for (uint32_t g = shooter.FirstGroup; g < shooter.FirstGroup + shooter.GroupCount; ++g) {
+                const CGroup& group = pPass->Groups[g];
+                if (target.ReceiverCount == 0 || !GroupReaches(group, target.Sphere))
+                    continue;
+                for (uint32_t r = target.FirstReceiver;
+                     r < target.FirstReceiver + target.ReceiverCount; ++r) {
+                    if (MayLight(group, pPass->Receivers[r]))
+                        pPass->Aims[r].push_back({g, times[t]});
+                }
+            }
+        }
+    }
+    pPass->Aims.resize(pPass->Receivers.size());
+}
+
+// The deepest chain of inner nodes under pRoot: a segment walk never has
+// more halves waiting than that.
+int32_t TreeDepth(const CBuildNode* pRoot)
+{
+    int32_t deepest = 0;
+    std::vector<std::pair<const CBuildNode*, int32_t>> pending;
+    if (pRoot)
+        pending.push_back({pRoot, 0});
+    while (!pending.empty()) {
+        const auto [pNode, depth] = pending.back();
+        pending.pop_back();
+        deepest = std::max(deepest, depth);
+        if (pNode->pFaces)
+            continue;
+        for (const CBuildNode* pChild : {pNode->pFront, pNode->pBack}) {
+            if (pChild)
+                pending.push_back({pChild, depth + 1});
+        }
+    }
+    return deepest;
+}
+
+// The shots into one receiver at a time; a thread owns one of these.
+class CShooterThread {
+public:
+    CShooterThread(const CPass& pass, int32_t depth)
+        : Pass(pass), Stack(static_cast<size_t>(depth) + 1)
+    {
+    }
+
+    void Shoot(uint32_t r)
+    {
+        const CReceiver& receiver = Pass.Receivers[r];
+        MeasureBlocks(receiver);
+        for (const CAim& aim : Pass.Aims[r]) {
+            const CGroup& group = Pass.Groups[aim.Group];
+            std::memset(Known, 0, sizeof(Known));
+            for (uint32_t s = group.First; s < group.First + group.Count; ++s)
+                ShootSource(group, Pass.Sources[s], receiver, aim.Times);
+        }
+    }
+
+    int64_t Shots = 0;
+    int64_t LineTests = 0;
+
+private:
+    void MeasureBlocks(const CReceiver& receiver)
+    {
+        for (CSightBox& box : Blocks)
+            box = CSightBox();
+        Whole = CSightBox();
+        const CLumelGrid* pGrid = receiver.pGrid;
+        for (int32_t i = 0; i < pGrid->LumelCount && i < LUMEL_GRID_COUNT; ++i) {
+            const int32_t block = BlockOf(i);
+            Blocks[block].Add(pGrid->pLumels[i].Position);
+            Blocks[BLOCK_COUNT + QuarterOf(block)].Add(pGrid->pLumels[i].Position);
+        }
+    }
+
+    void ShootSource(const CGroup& group, const CSource& source, const CReceiver& receiver,
+                     int32_t times)
+    {
+        const CLumel& lumel = source.Lumel;
+        // The face turns its back to the source.
+        if (receiver.FacePlane.DistanceTo(lumel.Position) < 0.0)
+            return;
+        if (BeyondReach(source.Reach, GapTo(lumel.Position, receiver.Sphere)))
+            return;
+        if (group.bPlaneTest && HighestDistance(source.Plane, receiver.Box) < -SIDE_MARGIN)
+            return; // the whole face lies behind the source
+        CLumelGrid* pGrid = receiver.pGrid;
+        for (int32_t i = 0; i < pGrid->LumelCount && i < LUMEL_GRID_COUNT; ++i) {
+            CLumel& sample = pGrid->pLumels[i];
+            // Emitters, and the samples of a face that shoots.
+            if (sample.Light.Intensity != 0)
+                continue;
+            if (group.bPlaneTest && source.Plane.DistanceTo(sample.Position) < 0.0)
+                continue;
+            CLightRecord shot;
+            if (!MakeShot(lumel, source.Power, sample.Position, &shot))
+                continue;
+            ++Shots;
+            if (!InSight(group, source, i, sample.Position))
+                continue;
+            for (int32_t n = 0; n < times; ++n)
+                sample.Light.SaturateAdd(shot);
+        }
+    }
+
+    // How far a point stands outside a sphere.
+    static double GapTo(const CVector& p, const CSphere& sphere)
+    {
+        const double dx = static_cast<double>(p.x) - sphere.Centre[0];
+        const double dy = static_cast<double>(p.y) - sphere.Centre[1];
+        const double dz = static_cast<double>(p.z) - sphere.Centre[2];
+        return std::sqrt(dx * dx + dy * dy + dz * dz) - sphere.Radius;
+    }
+
+    // Line of sight from a source to sample i of the receiver: from the
+    // tests of blocks when they settle it, else by a walk of its own. Known
+    // holds what the blocks gave for the current group: 0 not tested, 1 in
+    // sight, 2 not certain.
+    bool InSight(const CGroup& group, const CSource& source, int32_t i, const CVector& at)
+    {
+        const int32_t block = BlockOf(i);
+        const int32_t sourceBlock = source.Block;
+        const CSightBox* pSourceBoxes =
+            group.FirstBlockBox >= 0 ? &Pass.BlockBoxes[static_cast<size_t>(group.FirstBlockBox)]
+                                     : nullptr;
+        auto sourceBox = [&](int32_t index) -> const CSightBox& {
+            return pSourceBoxes ? pSourceBoxes[index] : group.Box;
+        };
+        if (Settle(&Known[0], group.Box, WholeBox()))
+            return true;
+        const int32_t sourceQuarter = QuarterOf(sourceBlock);
+        const int32_t quarter = QuarterOf(block);
+        if (Settle(&Known[1 + sourceQuarter * QUARTER_COUNT + quarter],
+                   sourceBox(BLOCK_COUNT + sourceQuarter), Blocks[BLOCK_COUNT + quarter]))
+            return true;
+        if (Settle(&Known[1 + QUARTER_COUNT * QUARTER_COUNT + sourceBlock * BLOCK_COUNT + block],
+                   sourceBox(sourceBlock), Blocks[block]))
+            return true;
+        ++LineTests;
+        bool bSees = false;
+        if (WalkSight(Pass.pRoot, source.Lumel.Position, at, Stack.data(),
+                      static_cast<int32_t>(Stack.size()), &bSees))
+            return bSees;
+        return LineOfSight(Pass.pRoot, &source.Lumel.Position, &at);
+    }
+
+    const CSightBox& WholeBox()
+    {
+        if (Whole.IsEmpty()) {
+            for (int32_t q = 0; q < QUARTER_COUNT; ++q)
+                Whole.Add(Blocks[BLOCK_COUNT + q]);
+        }
+        return Whole;
+    }
+
+    bool Settle(uint8_t* pKnown, const CSightBox& a, const CSightBox& b)
+    {
+        if (*pKnown == 0)
+            *pKnown = BoxesInSight(Pass.pRoot, a, b) ? 1 : 2;
+        return *pKnown == 1;
+    }
+
+    const CPass& Pass;
+    std::vector<CSightStep> Stack;
+    CSightBox Blocks[BLOCK_COUNT + QUARTER_COUNT];
+    CSightBox Whole;
+    uint8_t Known[1 + QUARTER_COUNT * QUARTER_COUNT + BLOCK_COUNT * BLOCK_COUNT] = {};
+};
+
+// Runs the shots of a pass: receivers, dearest first, go to the threads one
+// at a time; each takes every shot aimed at it in the order of the walk.
+void Shoot(CPass* pPass, const CLightRun& run, const char* pszStage)
+{
+    AimGroups(pPass);
+    std::vector<uint32_t> order;
+    std::vector<int64_t> cost(pPass->Receivers.size(), 0);
+    int64_t pairs = 0;
+    for (uint32_t r = 0; r < pPass->Receivers.size(); ++r) {
+        for (const CAim& aim : pPass->Aims[r])
+            cost[r] += pPass->Groups[aim.Group].Count;
+        pairs += static_cast<int64_t>(pPass->Aims[r].size());
+        if (!pPass->Aims[r].empty())
+            order.push_back(r);
+    }
+    std::stable_sort(order.begin(), order.end(),
+                     [&](uint32_t a, uint32_t b) { return cost[a] > cost[b]; });
+
+    CProgress progress(run.pProgress, pszStage, "faces", static_cast<int64_t>(order.size()));
+    const int32_t depth = TreeDepth(pPass->pRoot);
+    std::atomic<size_t> next{0};
+    std::atomic<int64_t> shots{0};
+    std::atomic<int64_t> lineTests{0};
+    auto work = [&]() {
+        CShooterThread thread(*pPass, depth);
+        for (size_t i = next.fetch_add(1); i < order.size(); i = next.fetch_add(1)) {
+            thread.Shoot(order[i]);
+            progress.Step();
+        }
+        shots += thread.Shots;
+        lineTests += thread.LineTests;
+    };
+    const int32_t threads = std::max(run.Threads, 1);
+    std::vector<std::thread> pool;
+    for (int32_t i = 1; i < threads && static_cast<size_t>(i) < order.size(); ++i) {
+        try {
+            pool.emplace_back(work);
+        } catch (const std::system_error&) {
+            break; // fewer threads: the ones there take the remaining faces
+        }
+    }
+    work();
+    for (std::thread& thread : pool)
+        thread.join();
+    if (run.pStats) {
+        run.pStats->Shots += shots.load();
+        run.pStats->LineTests += lineTests.load();
+        run.pStats->Pairs += pairs;
+    }
+}
+
+} // namespace
+
+void RunDirectPass(CBuildNode* pRoot, CBuildNode* pNode, const CLightRun& run)
+{
+    CPass pass;
+    pass.pRoot = pRoot;
+    CollectEmitters(&pass, pNode);
+    if (run.pPoints)
+        CollectPoints(&pass, *run.pPoints);
+    Shoot(&pass, run, "direct light");
+}
+
+void RunBouncePass(CBuildNode* pRoot, CBuildNode* pNode, const CLightRun& run, int32_t bounce)
+{
+    CPass pass;
+    pass.pRoot = pRoot;
+    CollectBouncers(&pass, pNode);
+    const std::string stage = "bounce " + std::to_string(bounce);
+    Shoot(&pass, run, stage.c_str());
+}
+
+void RunLightPasses(CBuildNode* pRoot, const CLightRun& run)
+{
+    if (!pRoot)
+        return;
+    int64_t start = ClockMs();
+    RunDirectPass(pRoot, pRoot, run);
+    if (run.pStats)
+        run.pStats->DirectSeconds += SecondsSince(start);
+    start = ClockMs();
+    for (int32_t i = 0; i < run.Bounces; ++i) {
+        AverageGrids(pRoot);
+        RunBouncePass(pRoot, pRoot, run, i + 1);
+    }
+    if (run.pStats)
+        run.pStats->BounceSeconds += SecondsSince(start);
+}
+
+void RunLightPasses(CBuildNode* pRoot, int32_t bounces, int32_t threads)
+{
+    CLightRun run;
+    run.Bounces = bounces;
+    run.Threads = threads;
+    RunLightPasses(pRoot, run);
+}
