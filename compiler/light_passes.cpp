@@ -140,6 +140,7 @@ struct CAim {
 
 struct CPass {
     const CBuildNode* pRoot = nullptr;
+    const CSightTree* pSight = nullptr;
     std::vector<CSource> Sources;
     std::vector<CGroup> Groups;
     std::vector<CSightBox> BlockBoxes;
@@ -380,33 +381,20 @@ void AimGroups(CPass* pPass)
     pPass->Aims.resize(pPass->Receivers.size());
 }
 
-// The deepest chain of inner nodes under pRoot: a segment walk never has
-// more halves waiting than that.
-int32_t TreeDepth(const CBuildNode* pRoot)
-{
-    int32_t deepest = 0;
-    std::vector<std::pair<const CBuildNode*, int32_t>> pending;
-    if (pRoot)
-        pending.push_back({pRoot, 0});
-    while (!pending.empty()) {
-        const auto [pNode, depth] = pending.back();
-        pending.pop_back();
-        deepest = std::max(deepest, depth);
-        if (pNode->pFaces)
-            continue;
-        for (const CBuildNode* pChild : {pNode->pFront, pNode->pBack}) {
-            if (pChild)
-                pending.push_back({pChild, depth + 1});
-        }
-    }
-    return deepest;
-}
+// What the tests of blocks settled for a pair of blocks: nothing yet, every
+// segment sees, none sees, or each must be walked from the entry node.
+enum class EBlockSight : uint8_t { Unknown, Sees, Blocked, Walk };
+
+struct CBlockState {
+    EBlockSight Sight;
+    int32_t Entry;
+};
 
 // The shots into one receiver at a time; a thread owns one of these.
 class CShooterThread {
 public:
-    CShooterThread(const CPass& pass, int32_t depth)
-        : Pass(pass), Stack(static_cast<size_t>(depth) + 1)
+    explicit CShooterThread(const CPass& pass)
+        : Pass(pass), Stack(static_cast<size_t>(pass.pSight->StackSize()))
     {
     }
 
@@ -416,7 +404,7 @@ public:
         MeasureBlocks(receiver);
         for (const CAim& aim : Pass.Aims[r]) {
             const CGroup& group = Pass.Groups[aim.Group];
-            std::memset(Known, 0, sizeof(Known));
+            ForgetBlocks();
             for (uint32_t s = group.First; s < group.First + group.Count; ++s)
                 ShootSource(group, Pass.Sources[s], receiver, aim.Times);
         }
@@ -426,17 +414,25 @@ public:
     int64_t LineTests = 0;
 
 private:
+    // Boxes round the receiver's samples by block, by quarter and whole.
     void MeasureBlocks(const CReceiver& receiver)
     {
         for (CSightBox& box : Blocks)
             box = CSightBox();
-        Whole = CSightBox();
         const CLumelGrid* pGrid = receiver.pGrid;
         for (int32_t i = 0; i < pGrid->LumelCount && i < LUMEL_GRID_COUNT; ++i) {
             const int32_t block = BlockOf(i);
             Blocks[block].Add(pGrid->pLumels[i].Position);
             Blocks[BLOCK_COUNT + QuarterOf(block)].Add(pGrid->pLumels[i].Position);
         }
+        Blocks[BLOCK_COUNT + QUARTER_COUNT] = receiver.Box;
+    }
+
+    void ForgetBlocks()
+    {
+        std::memset(Whole, 0, sizeof(Whole));
+        std::memset(Quarters, 0, sizeof(Quarters));
+        std::memset(Fine, 0, sizeof(Fine));
     }
 
     void ShootSource(const CGroup& group, const CSource& source, const CReceiver& receiver,
@@ -478,59 +474,64 @@ private:
         return std::sqrt(dx * dx + dy * dy + dz * dz) - sphere.Radius;
     }
 
-    // Line of sight from a source to sample i of the receiver: from the
-    // tests of blocks when they settle it, else by a walk of its own. Known
-    // holds what the blocks gave for the current group: 0 not tested, 1 in
-    // sight, 2 not certain.
+    // Line of sight from a source to sample i of the receiver: settled for
+    // whole blocks of both when the tests of blocks can, the whole pair of
+    // faces first, then quarters, then blocks of 4 by 4 samples; else by a
+    // walk of its own from the deepest node that the block pair shares.
     bool InSight(const CGroup& group, const CSource& source, int32_t i, const CVector& at)
     {
         const int32_t block = BlockOf(i);
-        const int32_t sourceBlock = source.Block;
         const CSightBox* pSourceBoxes =
             group.FirstBlockBox >= 0 ? &Pass.BlockBoxes[static_cast<size_t>(group.FirstBlockBox)]
                                      : nullptr;
         auto sourceBox = [&](int32_t index) -> const CSightBox& {
             return pSourceBoxes ? pSourceBoxes[index] : group.Box;
         };
-        if (Settle(&Known[0], group.Box, WholeBox()))
-            return true;
-        const int32_t sourceQuarter = QuarterOf(sourceBlock);
+        int32_t entry = 0;
+        const EBlockSight whole =
+            Settle(&Whole[0], &entry, group.Box, Blocks[BLOCK_COUNT + QUARTER_COUNT]);
+        if (whole != EBlockSight::Walk)
+            return whole == EBlockSight::Sees;
+        const int32_t sourceQuarter = QuarterOf(source.Block);
         const int32_t quarter = QuarterOf(block);
-        if (Settle(&Known[1 + sourceQuarter * QUARTER_COUNT + quarter],
-                   sourceBox(BLOCK_COUNT + sourceQuarter), Blocks[BLOCK_COUNT + quarter]))
-            return true;
-        if (Settle(&Known[1 + QUARTER_COUNT * QUARTER_COUNT + sourceBlock * BLOCK_COUNT + block],
-                   sourceBox(sourceBlock), Blocks[block]))
-            return true;
+        const EBlockSight part =
+            Settle(&Quarters[sourceQuarter][quarter], &entry,
+                   sourceBox(BLOCK_COUNT + sourceQuarter), Blocks[BLOCK_COUNT + quarter]);
+        if (part != EBlockSight::Walk)
+            return part == EBlockSight::Sees;
+        const EBlockSight fine =
+            Settle(&Fine[source.Block][block], &entry, sourceBox(source.Block), Blocks[block]);
+        if (fine != EBlockSight::Walk)
+            return fine == EBlockSight::Sees;
         ++LineTests;
-        bool bSees = false;
-        if (WalkSight(Pass.pRoot, source.Lumel.Position, at, Stack.data(),
-                      static_cast<int32_t>(Stack.size()), &bSees))
-            return bSees;
-        return LineOfSight(Pass.pRoot, &source.Lumel.Position, &at);
+        return Pass.pSight->Sees(entry, source.Lumel.Position, at, Stack.data());
     }
 
-    const CSightBox& WholeBox()
+    // The sight of a pair of blocks, worked out on first use.
+    EBlockSight Settle(CBlockState* pState, int32_t* pEntry, const CSightBox& a,
+                       const CSightBox& b)
     {
-        if (Whole.IsEmpty()) {
-            for (int32_t q = 0; q < QUARTER_COUNT; ++q)
-                Whole.Add(Blocks[BLOCK_COUNT + q]);
+        if (pState->Sight == EBlockSight::Unknown) {
+            const CSightTree& sight = *Pass.pSight;
+            pState->Entry = sight.Entry(a, b);
+            if (pState->Entry == CSightTree::OPEN || sight.BoxesSee(pState->Entry, a, b))
+                pState->Sight = EBlockSight::Sees;
+            else if (pState->Entry == CSightTree::SOLID)
+                pState->Sight = EBlockSight::Blocked;
+            else
+                pState->Sight = EBlockSight::Walk;
         }
-        return Whole;
-    }
-
-    bool Settle(uint8_t* pKnown, const CSightBox& a, const CSightBox& b)
-    {
-        if (*pKnown == 0)
-            *pKnown = BoxesInSight(Pass.pRoot, a, b) ? 1 : 2;
-        return *pKnown == 1;
+        *pEntry = pState->Entry;
+        return pState->Sight;
     }
 
     const CPass& Pass;
-    std::vector<CSightStep> Stack;
-    CSightBox Blocks[BLOCK_COUNT + QUARTER_COUNT];
-    CSightBox Whole;
-    uint8_t Known[1 + QUARTER_COUNT * QUARTER_COUNT + BLOCK_COUNT * BLOCK_COUNT] = {};
+    std::vector<CSightTree::CStep> Stack;
+    // By block, then by quarter, then the whole receiver.
+    CSightBox Blocks[BLOCK_COUNT + QUARTER_COUNT + 1];
+    CBlockState Whole[1];
+    CBlockState Quarters[QUARTER_COUNT][QUARTER_COUNT];
+    CBlockState Fine[BLOCK_COUNT][BLOCK_COUNT];
 };
 
 // Runs the shots of a pass: receivers, dearest first, go to the threads one
@@ -552,12 +553,11 @@ void Shoot(CPass* pPass, const CLightRun& run, const char* pszStage)
                      [&](uint32_t a, uint32_t b) { return cost[a] > cost[b]; });
 
     CProgress progress(run.pProgress, pszStage, "faces", static_cast<int64_t>(order.size()));
-    const int32_t depth = TreeDepth(pPass->pRoot);
     std::atomic<size_t> next{0};
     std::atomic<int64_t> shots{0};
     std::atomic<int64_t> lineTests{0};
     auto work = [&]() {
-        CShooterThread thread(*pPass, depth);
+        CShooterThread thread(*pPass);
         for (size_t i = next.fetch_add(1); i < order.size(); i = next.fetch_add(1)) {
             thread.Shoot(order[i]);
             progress.Step();
@@ -590,6 +590,8 @@ void RunDirectPass(CBuildNode* pRoot, CBuildNode* pNode, const CLightRun& run)
 {
     CPass pass;
     pass.pRoot = pRoot;
+    const CSightTree sight(pRoot);
+    pass.pSight = &sight;
     CollectEmitters(&pass, pNode);
     if (run.pPoints)
         CollectPoints(&pass, *run.pPoints);
@@ -600,6 +602,8 @@ void RunBouncePass(CBuildNode* pRoot, CBuildNode* pNode, const CLightRun& run, i
 {
     CPass pass;
     pass.pRoot = pRoot;
+    const CSightTree sight(pRoot);
+    pass.pSight = &sight;
     CollectBouncers(&pass, pNode);
     const std::string stage = "bounce " + std::to_string(bounce);
     Shoot(&pass, run, stage.c_str());

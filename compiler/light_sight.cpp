@@ -19,21 +19,6 @@ constexpr int32_t BOX_WORK_LIMIT = 256;
 // LineOfSight's own stack; deeper trees fall back to a heap stack.
 constexpr int32_t SIGHT_STACK_SIZE = 64;
 
-// The lowest and highest signed distance of a box's points from a plane.
-void DistanceRange(const CPlane& plane, const CSightBox& box, double* pLow, double* pHigh)
-{
-    const double normal[3] = {plane.Normal.x, plane.Normal.y, plane.Normal.z};
-    double low = plane.Distance;
-    double high = plane.Distance;
-    for (int k = 0; k < 3; ++k) {
-        const bool bUp = normal[k] >= 0.0;
-        low += normal[k] * (bUp ? box.Low[k] : box.High[k]);
-        high += normal[k] * (bUp ? box.High[k] : box.Low[k]);
-    }
-    *pLow = low;
-    *pHigh = high;
-}
-
 // Which sides of a plane a box's points may be classified on by the segment
 // walk: behind (at -0.2 or less), on (strictly within the band), in front.
 struct CSides {
@@ -46,8 +31,15 @@ struct CSides {
 
 CSides SidesOf(const CPlane& plane, const CSightBox& box)
 {
+    const double normal[3] = {plane.Normal.x, plane.Normal.y, plane.Normal.z};
     CSides sides;
-    DistanceRange(plane, box, &sides.Low, &sides.High);
+    sides.Low = plane.Distance;
+    sides.High = plane.Distance;
+    for (int k = 0; k < 3; ++k) {
+        const bool bUp = normal[k] >= 0.0;
+        sides.Low += normal[k] * (bUp ? box.Low[k] : box.High[k]);
+        sides.High += normal[k] * (bUp ? box.High[k] : box.Low[k]);
+    }
     sides.bBack = sides.Low <= -BAND + RANGE_SLACK;
     sides.bFront = sides.High >= BAND - RANGE_SLACK;
     sides.bOn = sides.Low < BAND + RANGE_SLACK && sides.High > -BAND - RANGE_SLACK;
@@ -61,6 +53,7 @@ double LargestCoordinate(const CSightBox& box)
         largest = std::max({largest, std::abs(box.Low[k]), std::abs(box.High[k])});
     return largest;
 }
+
 
 // A box round the crossing points of the segments from a box behind the
 // plane to a box in front of it. A crossing lies at the fraction t = u / (u
@@ -123,6 +116,107 @@ bool IsFinite(const CSightBox& box)
     return true;
 }
 
+// The segment walk of LineOfSight over a tree seen through a view: the
+// compiler's tree itself, or the compact copy of CSightTree. A view gives
+// each place's kind, and an inner node's plane and children.
+enum class EPlace { Solid, Open, Inner };
+
+struct CBuildView {
+    using Node = const CBuildNode*;
+    static EPlace Kind(Node pNode)
+    {
+        if (!pNode)
+            return EPlace::Solid; // a missing child is solid
+        if (pNode->pFaces)
+            return pNode->bVisited ? EPlace::Open : EPlace::Solid;
+        return EPlace::Inner;
+    }
+    static const CPlane& Plane(Node pNode) { return pNode->Plane; }
+    static Node Back(Node pNode) { return pNode->pBack; }
+    static Node Front(Node pNode) { return pNode->pFront; }
+};
+
+template <typename TNode> struct TStep {
+    TNode Node;
+    bool bAlternative;
+    CVector From;
+    CVector To;
+};
+
+// False when the stack of `capacity` entries would overflow (depth of the
+// tree + 1 is always enough); else the answer in *pSees.
+template <typename TView, typename TStepEntry>
+bool WalkSegment(const TView& view, typename TView::Node node, const CVector& from,
+                 const CVector& to, TStepEntry* pStack, int32_t capacity, bool* pSees)
+{
+    int32_t top = 0;
+    CVector a = from;
+    CVector b = to;
+    for (;;) {
+        // Down to a leaf or solid; the second half of a cut segment, or the
+        // other side of a segment lying along a plane, waits on the stack.
+        bool bSees = false;
+        for (;;) {
+            const EPlace kind = view.Kind(node);
+            if (kind != EPlace::Inner) {
+                bSees = kind == EPlace::Open;
+                break;
+            }
+            const CPlane& plane = view.Plane(node);
+            const float da = static_cast<float>(plane.DistanceTo(a));
+            const float db = static_cast<float>(plane.DistanceTo(b));
+            const bool bAOn = da > -PLANE_EPSILON && da < PLANE_EPSILON;
+            const bool bBOn = db > -PLANE_EPSILON && db < PLANE_EPSILON;
+            if (bAOn && bBOn) {
+                if (top == capacity)
+                    return false;
+                pStack[top++] = {view.Front(node), true, a, b};
+                node = view.Back(node);
+            } else if (bAOn) {
+                node = db <= -PLANE_EPSILON ? view.Back(node) : view.Front(node);
+            } else if (bBOn) {
+                node = da <= -PLANE_EPSILON ? view.Back(node) : view.Front(node);
+            } else if (da <= -PLANE_EPSILON ? !(db >= PLANE_EPSILON) : !(db <= -PLANE_EPSILON)) {
+                // Both ends on one side (a distance that is not a number
+                // counts as in front).
+                node = da <= -PLANE_EPSILON ? view.Back(node) : view.Front(node);
+            } else {
+                if (top == capacity)
+                    return false;
+                CVector crossing;
+                IntersectEdge(plane, &a, &b, &crossing);
+                // The back half first, from its end behind the plane; the
+                // front half runs from the crossing to the end in front.
+                if (da <= -PLANE_EPSILON) {
+                    pStack[top++] = {view.Front(node), false, crossing, b};
+                    b = crossing;
+                } else {
+                    pStack[top++] = {view.Front(node), false, crossing, a};
+                    a = b;
+                    b = crossing;
+                }
+                node = view.Back(node);
+            }
+        }
+        // Up to the next test that can still change the answer: the second
+        // half of a cut passes only if the first did, an alternative is
+        // needed only if the walk before it failed.
+        for (;;) {
+            if (top == 0) {
+                *pSees = bSees;
+                return true;
+            }
+            const TStepEntry& step = pStack[--top];
+            if (step.bAlternative != bSees) {
+                node = step.Node;
+                a = step.From;
+                b = step.To;
+                break;
+            }
+        }
+    }
+}
+
 } // namespace
 
 void CSightBox::Add(const CVector& p)
@@ -142,149 +236,162 @@ void CSightBox::Add(const CSightBox& box)
     }
 }
 
-bool WalkSight(const CBuildNode* pNode, const CVector& from, const CVector& to,
-               CSightStep* pStack, int32_t capacity, bool* pSees)
-{
-    int32_t top = 0;
-    CVector a = from;
-    CVector b = to;
-    for (;;) {
-        // Down to a leaf or solid; the second half of a cut segment, or the
-        // other side of a segment lying along a plane, waits on the stack.
-        bool bSees = false;
-        for (;;) {
-            if (!pNode) {
-                bSees = false; // a missing child is solid
-                break;
-            }
-            if (pNode->pFaces) {
-                bSees = pNode->bVisited;
-                break;
-            }
-            const float da = static_cast<float>(pNode->Plane.DistanceTo(a));
-            const float db = static_cast<float>(pNode->Plane.DistanceTo(b));
-            const bool bAOn = da > -PLANE_EPSILON && da < PLANE_EPSILON;
-            const bool bBOn = db > -PLANE_EPSILON && db < PLANE_EPSILON;
-            if (bAOn && bBOn) {
-                if (top == capacity)
-                    return false;
-                pStack[top++] = {pNode->pFront, a, b, true};
-                pNode = pNode->pBack;
-            } else if (bAOn) {
-                pNode = db <= -PLANE_EPSILON ? pNode->pBack : pNode->pFront;
-            } else if (bBOn) {
-                pNode = da <= -PLANE_EPSILON ? pNode->pBack : pNode->pFront;
-            } else if (da <= -PLANE_EPSILON ? !(db >= PLANE_EPSILON) : !(db <= -PLANE_EPSILON)) {
-                // Both ends on one side (a distance that is not a number
-                // counts as in front).
-                pNode = da <= -PLANE_EPSILON ? pNode->pBack : pNode->pFront;
-            } else {
-                if (top == capacity)
-                    return false;
-                CVector crossing;
-                IntersectEdge(pNode->Plane, &a, &b, &crossing);
-                // The back half first, from its end behind the plane; the
-                // front half runs from the crossing to the end in front.
-                if (da <= -PLANE_EPSILON) {
-                    pStack[top++] = {pNode->pFront, crossing, b, false};
-                    b = crossing;
-                } else {
-                    pStack[top++] = {pNode->pFront, crossing, a, false};
-                    a = b;
-                    b = crossing;
-                }
-                pNode = pNode->pBack;
-            }
-        }
-        // Up to the next test that can still change the answer: the second
-        // half of a cut passes only if the first did, an alternative is
-        // needed only if the walk before it failed.
-        for (;;) {
-            if (top == 0) {
-                *pSees = bSees;
-                return true;
-            }
-            const CSightStep& step = pStack[--top];
-            if (step.bAlternative != bSees) {
-                pNode = step.pNode;
-                a = step.From;
-                b = step.To;
-                break;
-            }
-        }
-    }
-}
-
 bool LineOfSight(const CBuildNode* pNode, const CVector* pFrom, const CVector* pTo)
 {
     if (!pFrom || !pTo)
         return false;
-    CSightStep stack[SIGHT_STACK_SIZE];
+    const CBuildView view;
+    TStep<const CBuildNode*> stack[SIGHT_STACK_SIZE];
     bool bSees = false;
-    if (WalkSight(pNode, *pFrom, *pTo, stack, SIGHT_STACK_SIZE, &bSees))
+    if (WalkSegment(view, pNode, *pFrom, *pTo, stack, SIGHT_STACK_SIZE, &bSees))
         return bSees;
     // A very deep tree: grow the stack until it holds the walk.
-    std::vector<CSightStep> heap(static_cast<size_t>(SIGHT_STACK_SIZE) * 4);
-    while (!WalkSight(pNode, *pFrom, *pTo, heap.data(), static_cast<int32_t>(heap.size()),
-                      &bSees))
+    std::vector<TStep<const CBuildNode*>> heap(static_cast<size_t>(SIGHT_STACK_SIZE) * 4);
+    while (!WalkSegment(view, pNode, *pFrom, *pTo, heap.data(), static_cast<int32_t>(heap.size()),
+                        &bSees))
         heap.resize(heap.size() * 4);
     return bSees;
 }
 
-bool BoxesInSight(const CBuildNode* pRoot, const CSightBox& a, const CSightBox& b)
+CSightTree::CSightTree(const CBuildNode* pRoot)
 {
+    nRoot = Add(pRoot);
+}
+
+// Copies the subtree under pNode, each node before its children, on a stack
+// of its own: trees may be thousands of levels deep.
+int32_t CSightTree::Add(const CBuildNode* pTop)
+{
+    auto place = [](const CBuildNode* pNode) {
+        return CBuildView::Kind(pNode) == EPlace::Open ? OPEN : SOLID;
+    };
+    if (CBuildView::Kind(pTop) != EPlace::Inner)
+        return place(pTop);
+    struct CPending {
+        const CBuildNode* pNode;
+        int32_t Index;
+        int32_t Depth;
+    };
+    std::vector<CPending> pending;
+    Nodes.push_back({pTop->Plane, SOLID, SOLID});
+    pending.push_back({pTop, 0, 1});
+    while (!pending.empty()) {
+        const CPending top = pending.back();
+        pending.pop_back();
+        nDepth = std::max(nDepth, top.Depth);
+        for (const bool bFront : {false, true}) {
+            const CBuildNode* pChild = bFront ? top.pNode->pFront : top.pNode->pBack;
+            int32_t child = place(pChild);
+            if (CBuildView::Kind(pChild) == EPlace::Inner) {
+                child = static_cast<int32_t>(Nodes.size());
+                Nodes.push_back({pChild->Plane, SOLID, SOLID});
+                pending.push_back({pChild, child, top.Depth + 1});
+            }
+            (bFront ? Nodes[top.Index].Front : Nodes[top.Index].Back) = child;
+        }
+    }
+    return 0;
+}
+
+// The compact copy as a view for WalkSegment.
+struct CSightTree::CView {
+    using Node = int32_t;
+    const std::vector<CNode>& Nodes;
+    static EPlace Kind(int32_t node)
+    {
+        return node >= 0 ? EPlace::Inner : node == OPEN ? EPlace::Open : EPlace::Solid;
+    }
+    const CPlane& Plane(int32_t node) const { return Nodes[static_cast<size_t>(node)].Plane; }
+    int32_t Back(int32_t node) const { return Nodes[static_cast<size_t>(node)].Back; }
+    int32_t Front(int32_t node) const { return Nodes[static_cast<size_t>(node)].Front; }
+};
+
+bool CSightTree::Sees(int32_t node, const CVector& from, const CVector& to, CStep* pStack) const
+{
+    const CView view{Nodes};
+    bool bSees = false;
+    // The stack holds the deepest walk, so the walk always ends.
+    WalkSegment(view, node, from, to, pStack, StackSize(), &bSees);
+    return bSees;
+}
+
+int32_t CSightTree::Entry(const CSightBox& a, const CSightBox& b) const
+{
+    if (a.IsEmpty() || b.IsEmpty() || !IsFinite(a) || !IsFinite(b))
+        return nRoot;
+    int32_t node = nRoot;
+    while (node >= 0) {
+        const CNode& inner = Nodes[static_cast<size_t>(node)];
+        const CSides p = SidesOf(inner.Plane, a);
+        const CSides q = SidesOf(inner.Plane, b);
+        // Every segment goes behind whole when no end may be in front and
+        // the two may not both be on the plane (which tries both sides); in
+        // front likewise.
+        const bool bBothOn = p.bOn && q.bOn;
+        if (!p.bFront && !q.bFront && !bBothOn)
+            node = inner.Back;
+        else if (!p.bBack && !q.bBack && !bBothOn)
+            node = inner.Front;
+        else
+            break;
+    }
+    return node;
+}
+
+bool CSightTree::BoxesSee(int32_t node, const CSightBox& a, const CSightBox& b) const
+{
+    if (node < 0)
+        return node == OPEN;
     if (a.IsEmpty() || b.IsEmpty() || !IsFinite(a) || !IsFinite(b))
         return false;
     // Pairs of end boxes still to walk, each with the node it enters. The
     // segment walk of any segment between the boxes enters no node that this
-    // walk does not, so if every node entered here is a reached leaf or leads
-    // on to one, every such segment sees.
+    // walk does not, with its ends in the boxes that this walk takes there:
+    // if every node entered here is a reached leaf or leads on to one, every
+    // such segment sees.
     struct CPending {
-        const CBuildNode* pNode;
+        int32_t Node;
         CSightBox A;
         CSightBox B;
     };
     CPending stack[BOX_STACK_SIZE];
     int32_t top = 0;
     int32_t work = 0;
-    auto push = [&](const CBuildNode* pNode, const CSightBox& p, const CSightBox& q) {
-        if (!pNode || top == BOX_STACK_SIZE)
+    auto push = [&](int32_t child, const CSightBox& p, const CSightBox& q) {
+        if (child < 0)
+            return child == OPEN; // a leaf: nothing more to walk
+        if (top == BOX_STACK_SIZE)
             return false;
-        if (pNode->pFaces)
-            return pNode->bVisited; // a leaf: nothing more to walk
-        stack[top++] = {pNode, p, q};
+        stack[top++] = {child, p, q};
         return true;
     };
-    if (!push(pRoot, a, b))
-        return false;
+    stack[top++] = {node, a, b};
     while (top > 0) {
         if (++work > BOX_WORK_LIMIT)
             return false;
         const CPending pending = stack[--top];
-        const CPlane& plane = pending.pNode->Plane;
-        const CSides p = SidesOf(plane, pending.A);
-        const CSides q = SidesOf(plane, pending.B);
-        const CBuildNode* pBack = pending.pNode->pBack;
-        const CBuildNode* pFront = pending.pNode->pFront;
+        const CNode& inner = Nodes[static_cast<size_t>(pending.Node)];
+        const CSides p = SidesOf(inner.Plane, pending.A);
+        const CSides q = SidesOf(inner.Plane, pending.B);
         // Whole segments go behind when one end is behind and the other not
         // in front, in front when one end is in front and the other not
         // behind. A segment with both ends on the plane sees when either
         // side passes it: it is taken in front only, which proves enough.
         if (((p.bBack && (q.bOn || q.bBack)) || (p.bOn && q.bBack)) &&
-            !push(pBack, pending.A, pending.B))
+            !push(inner.Back, pending.A, pending.B))
             return false;
-        if ((p.bOn || p.bFront) && (q.bOn || q.bFront) && !push(pFront, pending.A, pending.B))
+        if ((p.bOn || p.bFront) && (q.bOn || q.bFront) && !push(inner.Front, pending.A, pending.B))
             return false;
         // Cut segments: the half behind runs from the end behind to the
         // crossing, the half in front from the crossing to the end in front.
         if (p.bBack && q.bFront) {
-            const CSightBox x = CrossingBox(plane, pending.A, p, pending.B, q);
-            if (!push(pBack, pending.A, x) || !push(pFront, x, pending.B))
+            const CSightBox x = CrossingBox(inner.Plane, pending.A, p, pending.B, q);
+            if (!push(inner.Back, pending.A, x) || !push(inner.Front, x, pending.B))
                 return false;
         }
         if (p.bFront && q.bBack) {
-            const CSightBox x = CrossingBox(plane, pending.B, q, pending.A, p);
-            if (!push(pBack, pending.B, x) || !push(pFront, x, pending.A))
+            const CSightBox x = CrossingBox(inner.Plane, pending.B, q, pending.A, p);
+            if (!push(inner.Back, pending.B, x) || !push(inner.Front, x, pending.A))
                 return false;
         }
     }

@@ -1,10 +1,15 @@
 #pragma once
-// Line of sight for the light passes. LineOfSight (light.h) tests one
-// segment; BoxesInSight below answers for every segment between two boxes
-// at once, so that a pass can skip the segment tests of whole blocks of
-// samples that it proves clear.
+// Line of sight for the light passes. LineOfSight (light.h) walks one
+// segment through the tree. CSightTree holds the same tree in a compact
+// copy for the passes, which walk it millions of times: it walks single
+// segments the same way, bit for bit, and answers for whole blocks of
+// segments at once, so that a pass can skip the walks of blocks it settles.
 #include "compiler/build_tree.h"
+#include "geometry/plane.h"
 #include "geometry/vector.h"
+
+#include <cstdint>
+#include <vector>
 
 // An axis-aligned box of points, in double; empty until a point is added.
 struct CSightBox {
@@ -12,27 +17,56 @@ struct CSightBox {
     double High[3] = {-1e300, -1e300, -1e300};
 
     void Add(const CVector& p);
-    void Add(const double p[3]);
     void Add(const CSightBox& box);
     bool IsEmpty() const { return Low[0] > High[0]; }
 };
 
-// The walk of one segment through the tree, without recursion: halves and
-// alternatives still to be tested wait on the caller's stack. LineOfSight is
-// this walk with a stack of its own.
-struct CSightStep {
-    const CBuildNode* pNode;
-    CVector From;
-    CVector To;
-    bool bAlternative; // passes when the walk before it failed (else: must pass too)
-};
-// False when the stack of `capacity` entries would overflow: the caller then
-// has no answer and must walk with a larger one (depth of the tree + 1 is
-// always enough).
-bool WalkSight(const CBuildNode* pNode, const CVector& from, const CVector& to,
-               CSightStep* pStack, int32_t capacity, bool* pSees);
+class CSightTree {
+public:
+    // A place in the tree: an inner node's index, or one of these ends.
+    static constexpr int32_t SOLID = -1; // no child, or a leaf outside the world
+    static constexpr int32_t OPEN = -2;  // a reached leaf
 
-// True when LineOfSight from pRoot holds for every segment from a point of a
-// to a point of b. False when that is not certain: a segment may meet solid
-// or a leaf outside the world, or the walk grew past its bound of work.
-bool BoxesInSight(const CBuildNode* pRoot, const CSightBox& a, const CSightBox& b);
+    // A half of a cut segment, or the other side of a segment along a
+    // plane, waiting to be walked.
+    struct CStep {
+        int32_t Node;
+        bool bAlternative; // passes when the walk before it failed (else: must pass too)
+        CVector From;
+        CVector To;
+    };
+
+    explicit CSightTree(const CBuildNode* pRoot);
+
+    int32_t Root() const { return nRoot; }
+    // Room that a walk's stack needs: the deepest chain of inner nodes.
+    int32_t StackSize() const { return nDepth + 1; }
+
+    // LineOfSight of the segment from the place `node`, with a stack of
+    // StackSize() entries.
+    bool Sees(int32_t node, const CVector& from, const CVector& to, CStep* pStack) const;
+
+    // The deepest place that every segment between the two boxes enters
+    // whole, on the way that LineOfSight takes from the root: their walks
+    // may start there. SOLID or OPEN when they all end in one.
+    int32_t Entry(const CSightBox& a, const CSightBox& b) const;
+
+    // True when every segment between the boxes that enters the place
+    // `node` whole passes from there. False when that is not certain: one
+    // may meet solid or a leaf outside the world, or the walk grew past its
+    // bound of work.
+    bool BoxesSee(int32_t node, const CSightBox& a, const CSightBox& b) const;
+
+private:
+    struct CNode {
+        CPlane Plane;
+        int32_t Back;
+        int32_t Front;
+    };
+    struct CView;
+    int32_t Add(const CBuildNode* pNode);
+
+    std::vector<CNode> Nodes;
+    int32_t nRoot = SOLID;
+    int32_t nDepth = 0;
+};
