@@ -458,11 +458,25 @@ private:
             if (!MakeShot(lumel, source.Power, sample.Position, &shot))
                 continue;
             ++Shots;
+            // Light added to a full channel changes nothing.
+            if (!Changes(sample.Light, shot))
+                continue;
             if (!InSight(group, source, i, sample.Position))
                 continue;
             for (int32_t n = 0; n < times; ++n)
                 sample.Light.SaturateAdd(shot);
         }
+    }
+
+    // Whether adding the shot changes the sample: a channel at 255 stays so
+    // whatever light is added to it.
+    static bool Changes(const CLightRecord& sample, const CLightRecord& shot)
+    {
+        auto changes = [](int32_t value, int32_t add) {
+            return add != 0 && !(add > 0 && value == 255);
+        };
+        return changes(sample.Red, shot.Red) || changes(sample.Green, shot.Green) ||
+               changes(sample.Blue, shot.Blue);
     }
 
     // How far a point stands outside a sphere.
@@ -499,10 +513,6 @@ private:
                    sourceBox(BLOCK_COUNT + sourceQuarter), Blocks[BLOCK_COUNT + quarter]);
         if (part != EBlockSight::Walk)
             return part == EBlockSight::Sees;
-        const EBlockSight fine =
-            Settle(&Fine[source.Block][block], &entry, sourceBox(source.Block), Blocks[block]);
-        if (fine != EBlockSight::Walk)
-            return fine == EBlockSight::Sees;
         ++LineTests;
         return Pass.pSight->Sees(entry, source.Lumel.Position, at, Stack.data());
     }
@@ -516,7 +526,7 @@ private:
             pState->Entry = sight.Entry(a, b);
             if (pState->Entry == CSightTree::OPEN || sight.BoxesSee(pState->Entry, a, b))
                 pState->Sight = EBlockSight::Sees;
-            else if (pState->Entry == CSightTree::SOLID)
+            else if (pState->Entry == CSightTree::SOLID || sight.BoxesBlocked(pState->Entry, a, b))
                 pState->Sight = EBlockSight::Blocked;
             else
                 pState->Sight = EBlockSight::Walk;

@@ -10,41 +10,93 @@
 namespace {
 
 constexpr double BAND = static_cast<double>(PLANE_EPSILON);
-// Slack on a box's distance range: the segment walk rounds each distance,
-// computed in double, to float; the range here is exact to far less.
-constexpr double RANGE_SLACK = 1e-4;
-// Bounds of one BoxesInSight call: pending pairs and pairs looked at.
+// Bounds of one BoxesSee call: pending pairs and pairs looked at.
 constexpr int32_t BOX_STACK_SIZE = 48;
 constexpr int32_t BOX_WORK_LIMIT = 256;
+// Segments along a plane may be tried on both sides, this many times nested.
+constexpr int32_t BOX_ALTERNATIVES = 4;
 // LineOfSight's own stack; deeper trees fall back to a heap stack.
 constexpr int32_t SIGHT_STACK_SIZE = 64;
 
+// The boxes hold the ends of segments, which are float points (samples,
+// sources and the walk's crossings), and their sides are worked out with the
+// walk's own rounding of a distance to float. Each bound of a box is kept on
+// a float value: rounding a bound inward to one loses no float point.
+double FloatAtOrAbove(double value)
+{
+    float f = static_cast<float>(value);
+    if (static_cast<double>(f) < value)
+        f = std::nextafter(f, HUGE_VALF);
+    return f;
+}
+
+double FloatAtOrBelow(double value)
+{
+    float f = static_cast<float>(value);
+    if (static_cast<double>(f) > value)
+        f = std::nextafter(f, -HUGE_VALF);
+    return f;
+}
+
+// The lowest and highest distance of a box's points from a plane, each
+// within `error` of the value that the walk computes in double for a point.
+struct CRange {
+    double Low;
+    double High;
+    double Error;
+};
+
+CRange RangeOf(const CPlane& plane, const CSightBox& box)
+{
+    const double normal[3] = {plane.Normal.x, plane.Normal.y, plane.Normal.z};
+    CRange range{plane.Distance, plane.Distance, std::abs(plane.Distance)};
+    for (int k = 0; k < 3; ++k) {
+        const bool bUp = normal[k] >= 0.0;
+        range.Low += normal[k] * (bUp ? box.Low[k] : box.High[k]);
+        range.High += normal[k] * (bUp ? box.High[k] : box.Low[k]);
+        range.Error += std::abs(normal[k]) * std::max(std::abs(box.Low[k]), std::abs(box.High[k]));
+    }
+    // Sums of a few products, each exact, differ by a few of their ulps.
+    range.Error *= 1e-15;
+    return range;
+}
+
 // Which sides of a plane a box's points may be classified on by the segment
-// walk: behind (at -0.2 or less), on (strictly within the band), in front.
+// walk: behind (a distance at -0.2 or less once rounded to float), on
+// (strictly within the band), in front (at 0.2 or more). Rounding to float
+// keeps the order of values, so the range's ends give the extremes.
 struct CSides {
     bool bBack;
     bool bOn;
     bool bFront;
     double Low;
     double High;
+    CRange Range;
 };
 
 CSides SidesOf(const CPlane& plane, const CSightBox& box)
 {
-    const double normal[3] = {plane.Normal.x, plane.Normal.y, plane.Normal.z};
+    const CRange range = RangeOf(plane, box);
+    const float low = static_cast<float>(range.Low - range.Error);
+    const float high = static_cast<float>(range.High + range.Error);
     CSides sides;
-    sides.Low = plane.Distance;
-    sides.High = plane.Distance;
-    for (int k = 0; k < 3; ++k) {
-        const bool bUp = normal[k] >= 0.0;
-        sides.Low += normal[k] * (bUp ? box.Low[k] : box.High[k]);
-        sides.High += normal[k] * (bUp ? box.High[k] : box.Low[k]);
-    }
-    sides.bBack = sides.Low <= -BAND + RANGE_SLACK;
-    sides.bFront = sides.High >= BAND - RANGE_SLACK;
-    sides.bOn = sides.Low < BAND + RANGE_SLACK && sides.High > -BAND - RANGE_SLACK;
+    sides.Low = range.Low;
+    sides.High = range.High;
+    sides.Range = range;
+    sides.bBack = low <= -PLANE_EPSILON;
+    sides.bFront = high >= PLANE_EPSILON;
+    sides.bOn = low < PLANE_EPSILON && high > -PLANE_EPSILON;
     return sides;
 }
+
+// Levels of distance that bound the ends a walk classifies: an end behind
+// rounds to -0.2 or less, so lies below the next float above -0.2; an end in
+// front lies above the next float below 0.2; an end that is not in front
+// lies below 0.2, one that is not behind above -0.2.
+const double BEHIND_LEVEL = std::nextafter(-PLANE_EPSILON, 0.0f);
+const double AHEAD_LEVEL = std::nextafter(PLANE_EPSILON, 0.0f);
+constexpr double NOT_AHEAD_LEVEL = BAND;
+constexpr double NOT_BEHIND_LEVEL = -BAND;
 
 double LargestCoordinate(const CSightBox& box)
 {
@@ -61,8 +113,8 @@ double LargestCoordinate(const CSightBox& box)
 // t is bounded from the boxes' distance ranges and the point from t and the
 // boxes, axis by axis. The walk computes t from distances rounded to float
 // and the point in float: both bounds grow by what that rounding can do.
-CSightBox CrossingBox(const CPlane& plane, const CSightBox& back, const CSides& backSides,
-                      const CSightBox& front, const CSides& frontSides)
+CSightBox CrossingBox(const CSightBox& back, const CSides& backSides, const CSightBox& front,
+                      const CSides& frontSides, double* pRounding)
 {
     CSightBox hull = back;
     hull.Add(front);
@@ -71,6 +123,7 @@ CSightBox CrossingBox(const CPlane& plane, const CSightBox& back, const CSides& 
     // most, which is below twice the largest coordinate; t and the point
     // each take a few such roundings.
     const double rounding = 4e-6 * largest + 1e-4;
+    *pRounding = rounding;
     const double uLow = std::max(BAND, -backSides.High);
     const double uHigh = std::max(uLow, -backSides.Low);
     const double vLow = std::max(BAND, frontSides.Low);
@@ -94,16 +147,6 @@ CSightBox CrossingBox(const CPlane& plane, const CSightBox& back, const CSides& 
         box.Low[k] = low - rounding;
         box.High[k] = high + rounding;
     }
-    // On a plane across one axis the crossing lies at that axis' value, give
-    // or take the rounding.
-    const double normal[3] = {plane.Normal.x, plane.Normal.y, plane.Normal.z};
-    const int nonZero = (normal[0] != 0.0) + (normal[1] != 0.0) + (normal[2] != 0.0);
-    if (nonZero == 1) {
-        const int k = normal[0] != 0.0 ? 0 : normal[1] != 0.0 ? 1 : 2;
-        const double at = -static_cast<double>(plane.Distance) / normal[k];
-        box.Low[k] = std::max(box.Low[k], at - rounding);
-        box.High[k] = std::min(box.High[k], at + rounding);
-    }
     return box;
 }
 
@@ -114,6 +157,38 @@ bool IsFinite(const CSightBox& box)
             return false;
     }
     return true;
+}
+
+// The part of a box whose points lie at or below (bBelow) or at or above a
+// level of distance from a plane, shrunk axis by axis; empty when no point
+// does. The bounds give way by the error of the distances, then come in to
+// float values. `range` is the box's RangeOf for the plane.
+CSightBox ClipBox(const CSightBox& box, const CPlane& plane, const CRange& range, double level,
+                  bool bBelow)
+{
+    if (bBelow ? range.High + range.Error <= level : range.Low - range.Error >= level)
+        return box; // wholly on that side already
+    if (bBelow ? range.Low - range.Error > level : range.High + range.Error < level)
+        return CSightBox();
+    const double normal[3] = {plane.Normal.x, plane.Normal.y, plane.Normal.z};
+    // The least (below) or greatest (above) distance, less each axis' share.
+    const double extreme = (bBelow ? range.Low : range.High) - plane.Distance;
+    const double limit = level - static_cast<double>(plane.Distance) +
+                         (bBelow ? range.Error : -range.Error);
+    CSightBox clipped = box;
+    for (int k = 0; k < 3; ++k) {
+        if (normal[k] == 0.0)
+            continue;
+        const bool bUpper = (normal[k] > 0.0) == bBelow;
+        const double own = normal[k] * (bUpper ? box.Low[k] : box.High[k]);
+        const double bound = (limit - (extreme - own)) / normal[k];
+        const double slack = (std::abs(bound) + 1.0) * 1e-15;
+        if (bUpper)
+            clipped.High[k] = FloatAtOrBelow(std::min(clipped.High[k], bound + slack));
+        else
+            clipped.Low[k] = FloatAtOrAbove(std::max(clipped.Low[k], bound - slack));
+    }
+    return clipped;
 }
 
 // The segment walk of LineOfSight over a tree seen through a view: the
@@ -340,10 +415,17 @@ int32_t CSightTree::Entry(const CSightBox& a, const CSightBox& b) const
 
 bool CSightTree::BoxesSee(int32_t node, const CSightBox& a, const CSightBox& b) const
 {
+    if (a.IsEmpty() || b.IsEmpty() || !IsFinite(a) || !IsFinite(b))
+        return node == OPEN;
+    int32_t work = 0;
+    return BoxesSeeFrom(node, a, b, &work, 0);
+}
+
+bool CSightTree::BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox& b,
+                              int32_t* pWork, int32_t alternatives) const
+{
     if (node < 0)
         return node == OPEN;
-    if (a.IsEmpty() || b.IsEmpty() || !IsFinite(a) || !IsFinite(b))
-        return false;
     // Pairs of end boxes still to walk, each with the node it enters. The
     // segment walk of any segment between the boxes enters no node that this
     // walk does not, with its ends in the boxes that this walk takes there:
@@ -356,8 +438,9 @@ bool CSightTree::BoxesSee(int32_t node, const CSightBox& a, const CSightBox& b) 
     };
     CPending stack[BOX_STACK_SIZE];
     int32_t top = 0;
-    int32_t work = 0;
     auto push = [&](int32_t child, const CSightBox& p, const CSightBox& q) {
+        if (p.IsEmpty() || q.IsEmpty())
+            return true; // no segment goes there
         if (child < 0)
             return child == OPEN; // a leaf: nothing more to walk
         if (top == BOX_STACK_SIZE)
@@ -367,33 +450,108 @@ bool CSightTree::BoxesSee(int32_t node, const CSightBox& a, const CSightBox& b) 
     };
     stack[top++] = {node, a, b};
     while (top > 0) {
-        if (++work > BOX_WORK_LIMIT)
+        if (++*pWork > BOX_WORK_LIMIT)
             return false;
         const CPending pending = stack[--top];
         const CNode& inner = Nodes[static_cast<size_t>(pending.Node)];
         const CSides p = SidesOf(inner.Plane, pending.A);
         const CSides q = SidesOf(inner.Plane, pending.B);
+        // Every segment lies along the plane: it sees when it passes on
+        // either side, which a walk of each side in turn may prove.
+        const bool bAllOn = !p.bBack && !p.bFront && !q.bBack && !q.bFront;
+        if (bAllOn && alternatives < BOX_ALTERNATIVES) {
+            if (!BoxesSeeFrom(inner.Back, pending.A, pending.B, pWork, alternatives + 1) &&
+                !BoxesSeeFrom(inner.Front, pending.A, pending.B, pWork, alternatives + 1))
+                return false;
+            continue;
+        }
         // Whole segments go behind when one end is behind and the other not
-        // in front, in front when one end is in front and the other not
-        // behind. A segment with both ends on the plane sees when either
-        // side passes it: it is taken in front only, which proves enough.
-        if (((p.bBack && (q.bOn || q.bBack)) || (p.bOn && q.bBack)) &&
-            !push(inner.Back, pending.A, pending.B))
-            return false;
-        if ((p.bOn || p.bFront) && (q.bOn || q.bFront) && !push(inner.Front, pending.A, pending.B))
-            return false;
-        // Cut segments: the half behind runs from the end behind to the
-        // crossing, the half in front from the crossing to the end in front.
-        if (p.bBack && q.bFront) {
-            const CSightBox x = CrossingBox(inner.Plane, pending.A, p, pending.B, q);
-            if (!push(inner.Back, pending.A, x) || !push(inner.Front, x, pending.B))
+        // in front, and then lie below 0.2; in front when one end is in
+        // front and the other not behind, and then lie above -0.2. A segment
+        // with both ends on the plane sees when either side passes it: it is
+        // taken in front only, which proves enough.
+        const CPlane& plane = inner.Plane;
+        if ((p.bBack && (q.bOn || q.bBack)) || (p.bOn && q.bBack)) {
+            if (!push(inner.Back, ClipBox(pending.A, plane, p.Range, NOT_AHEAD_LEVEL, true),
+                      ClipBox(pending.B, plane, q.Range, NOT_AHEAD_LEVEL, true)))
                 return false;
         }
-        if (p.bFront && q.bBack) {
-            const CSightBox x = CrossingBox(inner.Plane, pending.B, q, pending.A, p);
-            if (!push(inner.Back, pending.B, x) || !push(inner.Front, x, pending.A))
+        if ((p.bOn || p.bFront) && (q.bOn || q.bFront)) {
+            if (!push(inner.Front, ClipBox(pending.A, plane, p.Range, NOT_BEHIND_LEVEL, false),
+                      ClipBox(pending.B, plane, q.Range, NOT_BEHIND_LEVEL, false)))
+                return false;
+        }
+        // Cut segments: the half behind runs from the end behind to the
+        // crossing, the half in front from the crossing to the end in front.
+        for (const bool bABehind : {true, false}) {
+            const CSides& behind = bABehind ? p : q;
+            const CSides& ahead = bABehind ? q : p;
+            if (!behind.bBack || !ahead.bFront)
+                continue;
+            const CSightBox back = ClipBox(bABehind ? pending.A : pending.B, plane, behind.Range,
+                                           BEHIND_LEVEL, true);
+            const CSightBox front = ClipBox(bABehind ? pending.B : pending.A, plane, ahead.Range,
+                                            AHEAD_LEVEL, false);
+            double rounding = 0.0;
+            const CSides backSides = SidesOf(plane, back);
+            const CSides frontSides = SidesOf(plane, front);
+            CSightBox x = CrossingBox(back, backSides, front, frontSides, &rounding);
+            x = ClipBox(x, plane, RangeOf(plane, x), rounding, true);
+            x = ClipBox(x, plane, RangeOf(plane, x), -rounding, false);
+            if (!push(inner.Back, back, x) || !push(inner.Front, x, front))
                 return false;
         }
     }
     return true;
+}
+
+bool CSightTree::BoxesBlocked(int32_t node, const CSightBox& a, const CSightBox& b) const
+{
+    if (a.IsEmpty() || b.IsEmpty() || !IsFinite(a) || !IsFinite(b))
+        return false;
+    int32_t work = 0;
+    return BoxesBlockedFrom(node, a, b, &work);
+}
+
+// Every segment dies when all of them go one way into solid; a segment cut
+// by a plane dies when either half does, so when all of them are cut, it is
+// enough that all back halves die or all front halves do.
+bool CSightTree::BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_t* pWork) const
+{
+    for (;;) {
+        if (node < 0)
+            return node == SOLID;
+        if (++*pWork > BOX_WORK_LIMIT || a.IsEmpty() || b.IsEmpty())
+            return false;
+        const CNode& inner = Nodes[static_cast<size_t>(node)];
+        const CPlane& plane = inner.Plane;
+        const CSides p = SidesOf(plane, a);
+        const CSides q = SidesOf(plane, b);
+        const bool bBothOn = p.bOn && q.bOn;
+        if (!p.bFront && !q.bFront && !bBothOn) {
+            node = inner.Back;
+            continue;
+        }
+        if (!p.bBack && !q.bBack && !bBothOn) {
+            node = inner.Front;
+            continue;
+        }
+        const bool bAOnlyBehind = p.bBack && !p.bOn && !p.bFront;
+        const bool bBOnlyBehind = q.bBack && !q.bOn && !q.bFront;
+        const bool bAOnlyAhead = p.bFront && !p.bOn && !p.bBack;
+        const bool bBOnlyAhead = q.bFront && !q.bOn && !q.bBack;
+        if (!(bAOnlyBehind && bBOnlyAhead) && !(bAOnlyAhead && bBOnlyBehind))
+            return false; // some segments may go whole, or lie along the plane
+        const CSightBox& back = bAOnlyBehind ? a : b;
+        const CSightBox& front = bAOnlyBehind ? b : a;
+        double rounding = 0.0;
+        CSightBox x = CrossingBox(back, bAOnlyBehind ? p : q, front, bAOnlyBehind ? q : p, &rounding);
+        x = ClipBox(x, plane, RangeOf(plane, x), rounding, true);
+        x = ClipBox(x, plane, RangeOf(plane, x), -rounding, false);
+        if (BoxesBlockedFrom(inner.Back, back, x, pWork))
+            return true;
+        a = x;
+        b = front;
+        node = inner.Front;
+    }
 }

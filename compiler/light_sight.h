@@ -18,7 +18,7 @@ struct CSightBox {
 
     void Add(const CVector& p);
     void Add(const CSightBox& box);
-    bool IsEmpty() const { return Low[0] > High[0]; }
+    bool IsEmpty() const { return Low[0] > High[0] || Low[1] > High[1] || Low[2] > High[2]; }
 };
 
 class CSightTree {
@@ -57,6 +57,10 @@ public:
     // bound of work.
     bool BoxesSee(int32_t node, const CSightBox& a, const CSightBox& b) const;
 
+    // True when no segment between the boxes that enters the place `node`
+    // whole passes from there; false when that is not certain.
+    bool BoxesBlocked(int32_t node, const CSightBox& a, const CSightBox& b) const;
+
 private:
     struct CNode {
         CPlane Plane;
@@ -65,6 +69,9 @@ private:
     };
     struct CView;
     int32_t Add(const CBuildNode* pNode);
+    bool BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_t* pWork) const;
+    bool BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox& b, int32_t* pWork,
+                      int32_t alternatives) const;
 
     std::vector<CNode> Nodes;
     int32_t nRoot = SOLID;
