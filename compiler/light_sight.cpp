@@ -207,6 +207,7 @@ struct CBuildView {
         return EPlace::Inner;
     }
     static const CPlane& Plane(Node pNode) { return pNode->Plane; }
+    static double DistanceTo(Node pNode, const CVector& p) { return pNode->Plane.DistanceTo(p); }
     static Node Back(Node pNode) { return pNode->pBack; }
     static Node Front(Node pNode) { return pNode->pFront; }
 };
@@ -237,9 +238,8 @@ bool WalkSegment(const TView& view, typename TView::Node node, const CVector& fr
                 bSees = kind == EPlace::Open;
                 break;
             }
-            const CPlane& plane = view.Plane(node);
-            const float da = static_cast<float>(plane.DistanceTo(a));
-            const float db = static_cast<float>(plane.DistanceTo(b));
+            const float da = static_cast<float>(view.DistanceTo(node, a));
+            const float db = static_cast<float>(view.DistanceTo(node, b));
             const bool bAOn = da > -PLANE_EPSILON && da < PLANE_EPSILON;
             const bool bBOn = db > -PLANE_EPSILON && db < PLANE_EPSILON;
             if (bAOn && bBOn) {
@@ -259,7 +259,7 @@ bool WalkSegment(const TView& view, typename TView::Node node, const CVector& fr
                 if (top == capacity)
                     return false;
                 CVector crossing;
-                IntersectEdge(plane, &a, &b, &crossing);
+                IntersectEdge(view.Plane(node), &a, &b, &crossing);
                 // The back half first, from its end behind the plane; the
                 // front half runs from the crossing to the end in front.
                 if (da <= -PLANE_EPSILON) {
@@ -328,6 +328,17 @@ bool LineOfSight(const CBuildNode* pNode, const CVector* pFrom, const CVector* p
     return bSees;
 }
 
+CSightTree::CNode CSightTree::MakeNode(const CPlane& plane)
+{
+    CNode node;
+    node.Plane = plane;
+    node.Exact[0] = plane.Normal.x;
+    node.Exact[1] = plane.Normal.y;
+    node.Exact[2] = plane.Normal.z;
+    node.Exact[3] = plane.Distance;
+    return node;
+}
+
 CSightTree::CSightTree(const CBuildNode* pRoot)
 {
     nRoot = Add(pRoot);
@@ -348,7 +359,7 @@ int32_t CSightTree::Add(const CBuildNode* pTop)
         int32_t Depth;
     };
     std::vector<CPending> pending;
-    Nodes.push_back({pTop->Plane, SOLID, SOLID});
+    Nodes.push_back(MakeNode(pTop->Plane));
     pending.push_back({pTop, 0, 1});
     while (!pending.empty()) {
         const CPending top = pending.back();
@@ -359,7 +370,7 @@ int32_t CSightTree::Add(const CBuildNode* pTop)
             int32_t child = place(pChild);
             if (CBuildView::Kind(pChild) == EPlace::Inner) {
                 child = static_cast<int32_t>(Nodes.size());
-                Nodes.push_back({pChild->Plane, SOLID, SOLID});
+                Nodes.push_back(MakeNode(pChild->Plane));
                 pending.push_back({pChild, child, top.Depth + 1});
             }
             (bFront ? Nodes[top.Index].Front : Nodes[top.Index].Back) = child;
@@ -377,6 +388,13 @@ struct CSightTree::CView {
         return node >= 0 ? EPlace::Inner : node == OPEN ? EPlace::Open : EPlace::Solid;
     }
     const CPlane& Plane(int32_t node) const { return Nodes[static_cast<size_t>(node)].Plane; }
+    // CPlane::DistanceTo, step for step, on the plane held in double.
+    double DistanceTo(int32_t node, const CVector& p) const
+    {
+        const double* pPlane = Nodes[static_cast<size_t>(node)].Exact;
+        return static_cast<double>(p.x) * pPlane[0] + static_cast<double>(p.y) * pPlane[1] +
+               static_cast<double>(p.z) * pPlane[2] + pPlane[3];
+    }
     int32_t Back(int32_t node) const { return Nodes[static_cast<size_t>(node)].Back; }
     int32_t Front(int32_t node) const { return Nodes[static_cast<size_t>(node)].Front; }
 };

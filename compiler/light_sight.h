@@ -63,10 +63,12 @@ public:
 
 private:
     struct CNode {
+        double Exact[4]; // the plane's normal and distance, widened once
         CPlane Plane;
-        int32_t Back;
-        int32_t Front;
+        int32_t Back = SOLID;
+        int32_t Front = SOLID;
     };
+    static CNode MakeNode(const CPlane& plane);
     struct CView;
     int32_t Add(const CBuildNode* pNode);
     bool BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_t* pWork) const;
