@@ -139,6 +139,8 @@ bool ParseCompileOptions(const std::vector<std::string>& args, CCompileOptions* 
             options.bNoLight = true;
         } else if (word == "--no-vis") {
             options.bNoVis = true;
+        } else if (word == "--no-entity-lights") {
+            options.bNoEntityLights = true;
         } else if (word == "--keep-origin") {
             options.bKeepOrigin = true;
         } else if (word == "--format") {
@@ -207,6 +209,7 @@ void PrintCompileUsage(std::ostream& stream)
            << "  --bounces N        light bounces (default: 1)\n"
            << "  --no-light         skip the light passes: full-bright lightmaps\n"
            << "  --no-vis           skip the visibility flow: every leaf sees every leaf\n"
+           << "  --no-entity-lights light by the light list alone, not by light entities\n"
            << "  --keep-origin      keep the map where it stands instead of moving the start\n"
            << "                     location to the origin\n"
            << "  --format NAME      read the map text as one dialect instead of telling the\n"

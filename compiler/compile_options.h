@@ -37,6 +37,7 @@ struct CCompileOptions {
     int32_t Bounces = 1;
     bool bNoLight = false;
     bool bNoVis = false; // every leaf sees every leaf, in the light and in the file
+    bool bNoEntityLights = false; // light entities of the map are left out
     bool bKeepOrigin = false;
     int32_t BaseSize = COMPILE_DEFAULT_BASE_SIZE; // half-side of the squares sides start from
     bool bLeakFail = false; // a leak stops the compile

@@ -8,7 +8,7 @@
 #include "compiler/entities.h"
 #include "compiler/face_list.h"
 #include "compiler/light.h"
-#include "compiler/light_passes.h"
+#include "compiler/light_stage.h"
 #include "compiler/map_import.h"
 #include "compiler/map_parser.h"
 #include "compiler/map_writer.h"
@@ -33,7 +33,6 @@
 #include <new>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <unordered_map>
 #include <vector>
 
@@ -70,7 +69,6 @@ struct CCompileState {
     CPortal* pPortals = nullptr;
     int32_t PortalCount = 0;
     CBuildNode* pRoot = nullptr;
-    CLightNode* pLights = nullptr;
     // Runs on the first pass's tree right after its flood; a text stops the
     // compile with that reason.
     std::function<std::string(CBuildNode*)> AfterFirstFlood;
@@ -80,7 +78,6 @@ struct CCompileState {
     CCompileState& operator=(const CCompileState&) = delete;
     ~CCompileState()
     {
-        FreeLights(&pLights);
         DropTree();
         if (pFlat) {
             FreeFaceSet(pFlat);
@@ -586,29 +583,19 @@ void Compile(const CCompileOptions& options, const CPaths& paths, std::ostream& 
     log << "\n######## Light. ########" << std::endl;
     start = ClockMs();
     bool bLit = false;
+    CLightSources lights;
     if (options.bNoLight) {
         err << "warning: " << paths.Map << ": --no-light: lightmaps are full-bright\n";
-    } else if (paths.Lights.empty()) {
-        err << "warning: " << paths.Map
-            << ": no light list (give one with --lights FILE): lightmaps are full-bright\n";
     } else {
-        std::error_code error;
-        if (!fs::is_regular_file(paths.Lights, error) || !std::ifstream(paths.Lights))
-            Fail("cannot open the light list " + paths.Lights);
-        state.pLights = ReadLightList(state.Map.pNames, paths.Lights.c_str());
-        if (!state.pLights) {
-            err << "warning: " << paths.Lights
-                << ": no texture of the map emits light: lightmaps are full-bright\n";
-        } else {
-            int32_t threads = options.Threads;
-            if (threads < 1)
-                threads = static_cast<int32_t>(std::max(1u, std::thread::hardware_concurrency()));
-            MakeGrids(state.pRoot, state.pLights);
+        std::string lightError;
+        if (!GatherLights(options, paths.Map, paths.Lights, state.Map.pNames, shift, log, err,
+                          &lights, &lightError))
+            Fail(lightError);
+        if (lights.HasLight()) {
             FillVisibleLeaves(state.pRoot, visibility);
-            RunLightPasses(state.pRoot, options.Bounces, threads);
+            LightTree(lights, state.pRoot, shift, options, options.bQuiet ? nullptr : &log, log,
+                      err);
             bLit = true;
-            log << "Light list:\t" << paths.Lights << "\nBounces:\t" << options.Bounces
-                << "\nThreads:\t" << threads << std::endl;
         }
     }
     log << "Light done in " << SecondsSince(start) << " seconds." << std::endl;
