@@ -1,10 +1,15 @@
 #include "compiler/light.h"
-#include "compiler/light_passes.h"
 
 #include "compiler/compile_driver.h"
+#include "compiler/compile_pipeline.h"
 #include "compiler/entities.h"
+#include "compiler/light_entities.h"
+#include "compiler/light_list_check.h"
+#include "compiler/light_passes.h"
+#include "compiler/light_sight.h"
 #include "compiler/map_parser.h"
 #include "compiler/portal.h"
+#include "compiler/visibility.h"
 
 #include "tests/scratch_dir.h"
 
@@ -12,6 +17,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -51,18 +57,25 @@ TEST(LightRecordTest, ScaleTruncatesTowardZeroAndSaturateAddCapsAt255)
     EXPECT_EQ(sample.Intensity, 0);
 }
 
-class LightListTest : public ScratchDirTest {};
-
-TEST_F(LightListTest, KnownNamesWithIntensityBecomeLights)
+// A name tree of the given names, numbered.
+CTexNameNode* Names(std::initializer_list<const char*> names)
 {
     CTexNameNode* pNames = nullptr;
-    for (const char* pszName : {"lamp", "wall", "dim"}) {
+    for (const char* pszName : names) {
         CToken name;
         name.Set(pszName);
         FindOrAddName(&pNames, name);
     }
     int32_t counter = 0;
     NumberNames(pNames, &counter);
+    return pNames;
+}
+
+class LightListTest : public ScratchDirTest {};
+
+TEST_F(LightListTest, KnownNamesWithIntensityBecomeLights)
+{
+    CTexNameNode* pNames = Names({"lamp", "wall", "dim"});
     const std::string path =
         Write("lights.txt", "lamp 10 20 30 5\nnosuch 1 1 1 1\ndim 1 2 3 0\nlamp 300 -4 0 7\nwall 9");
     CLightNode* pLights = ReadLightList(pNames, path.c_str());
@@ -83,53 +96,136 @@ TEST_F(LightListTest, KnownNamesWithIntensityBecomeLights)
     const std::string off = Write("off.txt", "lamp 1 1 1 0\n");
     EXPECT_EQ(ReadLightList(pNames, off.c_str()), nullptr);
     EXPECT_EQ(ReadLightList(pNames, Path("missing.txt").c_str()), nullptr);
+    std::ostringstream err;
+    EXPECT_FALSE(CheckLightList(Path("missing.txt").c_str(), pNames, err));
     FreeNames(&pNames);
 }
 
-TEST(LightGridTest, ShotReachesSamplesOnOrInFrontOfTheSourcePlane)
+struct CListCase {
+    const char* pszText;
+    const char* pszWarning; // after "warning: PATH:"; empty for none
+};
+
+class LightListCheckTest : public ScratchDirTest, public ::testing::WithParamInterface<CListCase> {};
+
+TEST_P(LightListCheckTest, WarnsOfEachDoubtfulEntryWithItsLine)
 {
-    // A reached leaf holding a 32-unit square at y = 0 facing +y: sample
-    // (x, y) stands at (2x, 0, 2y).
-    CLeafFace face;
-    face.VertexCount = 4;
-    face.pVertices = new CVertex[4];
-    const CVector corners[4] = {{32, 0, 0}, {0, 0, 0}, {0, 0, 32}, {32, 0, 32}};
-    for (int i = 0; i < 4; ++i)
-        face.pVertices[i].Position = corners[i];
-    CLumelGrid grid;
-    ASSERT_TRUE(InitGrid(&grid, &face));
-    CBuildNode leaf;
-    leaf.pFaces = &face;
-    leaf.FaceCount = 1;
-    leaf.bVisited = true;
-    leaf.pGrids = &grid;
-    const CLumel* pLumel = GetLumel(&grid, 3, 5);
-    ASSERT_EQ(pLumel, &grid.pLumels[5 * 16 + 3]);
+    CTexNameNode* pNames = Names({"lamp"});
+    const std::string path = Write("list.lights", GetParam().pszText);
+    std::ostringstream err;
+    ASSERT_TRUE(CheckLightList(path.c_str(), pNames, err));
+    const std::string warning = GetParam().pszWarning;
+    EXPECT_EQ(err.str(), warning.empty() ? "" : "warning: " + path + ":" + warning + "\n");
+    FreeNames(&pNames);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Entries, LightListCheckTest,
+    ::testing::Values(
+        CListCase{"lamp 10 20 30 5\n\n", ""}, CListCase{"", ""},
+        CListCase{"lamp 1.5 0 0 1\n", "1: red '1.5' is not a whole number; it is read as 1"},
+        CListCase{"\nlamp 0 0x10 0 1\n", "2: green '0x10' is not a whole number; it is read as 0"},
+        CListCase{"lamp 0 0 300 1\n", "1: blue '300' is outside 0 to 255; it is kept as it stands"},
+        CListCase{"lamp 0 -1 0 1\n", "1: green '-1' is outside 0 to 255; it is kept as it stands"},
+        CListCase{"lamp 0 0 0 -2\n",
+                  "1: intensity '-2' is negative: the texture darkens what it lights"},
+        CListCase{"lamp 0 0 0 2147483648\n",
+                  "1: intensity '2147483648' is out of range (a 32-bit whole number)"},
+        CListCase{"lamp 1 1 1 1\n\n\nsky 1 1 1 1\n",
+                  "4: texture 'sky' is not in the map; its entry lights nothing"},
+        CListCase{"lamp 1 1 1 1\nlamp 1\n", "2: the last entry has 2 of its 5 words; it is dropped"}));
+
+// A reached leaf holding a 32-unit square at y = 0 facing +y: sample (x, y)
+// of its grid stands at (2x, 0, 2y), with area 4.
+struct CSquareLeaf {
+    CSquareLeaf()
+    {
+        Face.VertexCount = 4;
+        Face.pVertices = new CVertex[4];
+        const CVector corners[4] = {{32, 0, 0}, {0, 0, 0}, {0, 0, 32}, {32, 0, 32}};
+        for (int i = 0; i < 4; ++i)
+            Face.pVertices[i].Position = corners[i];
+        InitGrid(&Grid, &Face);
+        Leaf.pFaces = &Face;
+        Leaf.FaceCount = 1;
+        Leaf.bVisited = true;
+        Leaf.pGrids = &Grid;
+    }
+    ~CSquareLeaf()
+    {
+        FreeGrid(&Grid);
+        FreeFace(&Face);
+        Leaf.pFaces = nullptr;
+        Leaf.pGrids = nullptr;
+    }
+    int32_t Red(int x, int y) { return GetLumel(&Grid, x, y)->Light.Red; }
+
+    CLeafFace Face;
+    CLumelGrid Grid;
+    CBuildNode Leaf;
+};
+
+TEST(ShootLumelTest, ShotIsIntensityTimesAreaSquaredOverPiTimesSquaredDistance)
+{
+    CSquareLeaf square;
+    const CLumel* pLumel = GetLumel(&square.Grid, 3, 5);
+    ASSERT_EQ(pLumel, &square.Grid.pLumels[5 * 16 + 3]);
     EXPECT_FLOAT_EQ(pLumel->Position.x, 6.0f);
     EXPECT_FLOAT_EQ(pLumel->Position.z, 10.0f);
     EXPECT_FLOAT_EQ(pLumel->Area, 4.0f);
-    EXPECT_EQ(GetLumel(&grid, 0, 16), nullptr);
+    EXPECT_EQ(GetLumel(&square.Grid, 0, 16), nullptr);
 
+    // Area 2, intensity 3, 4 units above sample (0, 0): the factor is
+    // 3 * 2 / (16 * 3.14159) * 2 = 0.2387; at (2, 0), 32 units squared
+    // away, half that.
+    CLumel source;
+    source.Area = 2.0f;
+    source.Position = CVector(0, 4, 0);
+    source.Light = Record(100, 50, -100, 3);
+    const CVector down(0, -1, 0);
+    ShootLumel(&square.Leaf, &down, &source, &square.Leaf);
+    const CLightRecord& near = GetLumel(&square.Grid, 0, 0)->Light;
+    EXPECT_TRUE(near.Red == 23 && near.Green == 11 && near.Blue == -23);
+    EXPECT_EQ(square.Red(2, 0), 11);
+    EXPECT_EQ(square.Red(0, 2), 11);
+    EXPECT_EQ(square.Red(15, 15), 0); // 0.0055 of 100 truncates to nothing
+}
+
+TEST(ShootLumelTest, ShotReachesSamplesOnOrInFrontOfTheSourcePlane)
+{
     // A source on sample (0, 0) facing -x: column x = 0 lies on its plane,
     // everything else behind it.
+    CSquareLeaf square;
     CLumel source;
     source.Area = 1.0f;
     source.Light = Record(10000, 0, -10000, 1);
     const CVector west(-1, 0, 0);
-    ShootLumel(&leaf, &west, &source, &leaf);
-    EXPECT_EQ(GetLumel(&grid, 0, 0)->Light.Red, 0); // no light from a coincident point
-    EXPECT_EQ(GetLumel(&grid, 0, 1)->Light.Red, 255);
-    for (int y = 1; y < 16; ++y)
-        EXPECT_TRUE(GetLumel(&grid, 0, y)->Light.Red > 0 && GetLumel(&grid, 0, y)->Light.Blue < 0);
+    ShootLumel(&square.Leaf, &west, &source, &square.Leaf);
+    EXPECT_EQ(square.Red(0, 0), 0); // no light from a coincident point
+    EXPECT_EQ(square.Red(0, 1), 255);
+    EXPECT_EQ(GetLumel(&square.Grid, 0, 15)->Light.Blue, -3); // -10000 / (900 pi)
     for (int x = 1; x < 16; ++x)
-        EXPECT_EQ(GetLumel(&grid, x, 8)->Light.Red, 0) << x;
+        EXPECT_EQ(square.Red(x, 8), 0) << x;
 
-    FreeGrid(&grid);
-    EXPECT_EQ(GetLumel(&grid, 0, 0), nullptr);
-    FreeFace(&face);
+    FreeGrid(&square.Grid);
+    EXPECT_EQ(GetLumel(&square.Grid, 0, 0), nullptr);
 }
 
-TEST(LineOfSightTest, SegmentsPassOnlyThroughReachedLeaves)
+// Whether a segment sees, by LineOfSight or by the compact sight tree.
+using CSightTest = bool (*)(CBuildNode* pRoot, CVector a, CVector b);
+
+bool SeesByTree(CBuildNode* pRoot, CVector a, CVector b) { return LineOfSight(pRoot, &a, &b); }
+
+bool SeesByCopy(CBuildNode* pRoot, CVector a, CVector b)
+{
+    const CSightTree sight(pRoot);
+    std::vector<CSightTree::CStep> stack(static_cast<size_t>(sight.StackSize()));
+    return sight.Sees(sight.Root(), a, b, stack.data());
+}
+
+class LineOfSightTest : public ::testing::TestWithParam<CSightTest> {};
+
+TEST_P(LineOfSightTest, SegmentsPassOnlyThroughReachedLeaves)
 {
     // Two leaves on either side of the plane x = 0 (front: x > 0).
     CLeafFace dummy;
@@ -139,9 +235,8 @@ TEST(LineOfSightTest, SegmentsPassOnlyThroughReachedLeaves)
     root.pBack = &back;
     front.pFaces = back.pFaces = &dummy;
     front.bVisited = back.bVisited = true;
-    auto sees = [&](CVector a, CVector b) { return LineOfSight(&root, &a, &b); };
+    auto sees = [&](CVector a, CVector b) { return GetParam()(&root, a, b); };
     EXPECT_TRUE(sees({-5, 0, 0}, {9, 3, 0}));
-    EXPECT_FALSE(LineOfSight(nullptr, &root.Plane.Normal, &root.Plane.Normal));
 
     back.bVisited = false; // the back is outside the world
     EXPECT_TRUE(sees({5, 0, 0}, {9, 3, 0}));
@@ -157,7 +252,10 @@ TEST(LineOfSightTest, SegmentsPassOnlyThroughReachedLeaves)
     root.pBack = nullptr; // a missing child is solid
     EXPECT_FALSE(sees({-5, 0, 0}, {-9, 0, 0}));
     EXPECT_TRUE(sees({5, 0, 0}, {0, 0, 0}));
+    EXPECT_FALSE(LineOfSight(nullptr, &root.Plane.Normal, &root.Plane.Normal));
 }
+
+INSTANTIATE_TEST_SUITE_P(Walks, LineOfSightTest, ::testing::Values(&SeesByTree, &SeesByCopy));
 
 // A brush from (x0, y0, z0) to (x1, y1, z1) in file axes; the bottom face
 // may have a texture of its own.
@@ -177,13 +275,13 @@ std::string Box(int x0, int y0, int z0, int x1, int y1, int z1, const std::strin
            p(x0 + 64, y0, z1) + side + "}\n";
 }
 
-// A room of x -256..256, y -128..128, z 32..160 (file axes) cut in two by a
-// full-height wall at x -8..8 with a doorway at y 64..128. A light panel
-// hangs from the west ceiling, a small "shade" from the east one; the start
-// is in the west. No plane passes through the origin: the builders place a
-// face lying in a splitter's band by distance alone, so a floor at height 0
-// would go to the solid side of the opposite plane.
-std::string TwoRoomMap()
+// A room of x -256..256, y -128..128, z 32..160 (file axes), cut in two by a
+// full-height wall at x -8..8 with a doorway at y 64..128 unless bSealed. A
+// light panel hangs from the west ceiling, a small "shade" from the east
+// one; the start is in the west. No plane passes through the origin: the
+// builders place a face lying in a splitter's band by distance alone, so a
+// floor at height 0 would go to the solid side of the opposite plane.
+std::string TwoRoomMap(const std::string& entities = "")
 {
     return "{\n\"classname\" \"worldspawn\"\n" + Box(-272, -144, 16, 272, 144, 32, "floor") +
            Box(-272, -144, 160, 272, 144, 176, "ceiling") +
@@ -192,13 +290,13 @@ std::string TwoRoomMap()
            Box(-8, -128, 32, 8, 64, 160, "wall") +
            Box(-192, -32, 144, -128, 32, 160, "wall", "panel") +
            Box(128, -16, 144, 160, 16, 160, "wall", "shade") +
-           "}\n{\n\"classname\" \"info_player_start\"\n\"origin\" \"-64 0 56\"\n}\n";
+           "}\n{\n\"classname\" \"info_player_start\"\n\"origin\" \"-64 0 56\"\n}\n" + entities;
 }
 
-// The map compiled, every reached leaf seeing every reached leaf, and lit.
+// A map compiled, every reached leaf seeing every reached leaf, ready to
+// light by the fast passes or step by step.
 struct LitMap {
-    LitMap(const std::string& mapPath, const std::string& lightPath, int32_t bounces,
-           int32_t threads)
+    explicit LitMap(const std::string& mapPath)
     {
         std::vector<CEntity> entities;
         bReady = ReadEntities(mapPath.c_str(), &entities) &&
@@ -217,12 +315,6 @@ struct LitMap {
             std::copy(Leaves.begin(), Leaves.end(), pLeaf->pVisibleLeaves);
             pLeaf->VisibleLeafCount = static_cast<int32_t>(Leaves.size());
         }
-        pLights = ReadLightList(Map.pNames, lightPath.c_str());
-        MakeGrids(pRoot, pLights);
-        RunLightPasses(pRoot, bounces, threads);
-        for (const CBuildNode* pLeaf : Leaves)
-            for (int32_t i = 0; pLeaf->pGrids && i < pLeaf->FaceCount; ++i)
-                Grids.push_back(&pLeaf->pGrids[i]);
     }
     ~LitMap()
     {
@@ -232,18 +324,64 @@ struct LitMap {
         FreeMapData(&Map);
     }
 
-    // The largest red of the samples at world height y on faces whose normal
-    // has y component normalY, within world x0..x1, z0..z1; -1 for none.
-    int32_t MaxRed(float normalY, float y, float x0, float x1, float z0, float z1) const
+    // Fresh grids, emitting by the light list at lightPath (empty: none).
+    void MakeFreshGrids(const std::string& lightPath)
     {
-        int32_t best = -1;
+        FreeLights(&pLights);
+        if (!lightPath.empty())
+            pLights = ReadLightList(Map.pNames, lightPath.c_str());
+        MakeGrids(pRoot, pLights);
+        Grids.clear();
+        for (const CBuildNode* pLeaf : Leaves)
+            for (int32_t i = 0; pLeaf->pGrids && i < pLeaf->FaceCount; ++i)
+                Grids.push_back(&pLeaf->pGrids[i]);
+    }
+
+    void Light(const std::string& lightPath, int32_t bounces, int32_t threads,
+               const std::vector<CPointLight>& points = {})
+    {
+        MakeFreshGrids(lightPath);
+        CLightRun run;
+        run.Bounces = bounces;
+        run.Threads = threads;
+        run.pPoints = &points;
+        RunLightPasses(pRoot, run);
+    }
+
+    // Every colour and mean of every grid, in order.
+    std::vector<int32_t> Values() const
+    {
+        std::vector<int32_t> values;
+        for (const CLumelGrid* pGrid : Grids) {
+            values.insert(values.end(), {pGrid->Mean.Red, pGrid->Mean.Intensity});
+            for (int32_t i = 0; i < pGrid->LumelCount; ++i) {
+                const CLightRecord& light = pGrid->pLumels[i].Light;
+                values.insert(values.end(), {light.Red, light.Green, light.Blue});
+            }
+        }
+        return values;
+    }
+
+    // The samples at world height y on faces whose normal has y component
+    // normalY, within world x0..x1, z0..z1.
+    std::vector<const CLumel*> Samples(float normalY, float y, float x0, float x1, float z0,
+                                       float z1) const
+    {
+        std::vector<const CLumel*> found;
         for (const CLumelGrid* pGrid : Grids) {
             for (int32_t i = 0; pGrid->Normal.y * normalY > 0.9f && i < pGrid->LumelCount; ++i) {
                 const CVector& p = pGrid->pLumels[i].Position;
                 if (std::abs(p.y - y) < 0.01f && p.x >= x0 && p.x <= x1 && p.z >= z0 && p.z <= z1)
-                    best = std::max(best, pGrid->pLumels[i].Light.Red);
+                    found.push_back(&pGrid->pLumels[i]);
             }
         }
+        return found;
+    }
+    int32_t MaxRed(float normalY, float y, float x0, float x1, float z0, float z1) const
+    {
+        int32_t best = -1;
+        for (const CLumel* pLumel : Samples(normalY, y, x0, x1, z0, z1))
+            best = std::max(best, pLumel->Light.Red);
         return best;
     }
 
@@ -259,58 +397,430 @@ struct LitMap {
     std::ostringstream Log;
 };
 
+// The passes step by step, every shot by ShootLumel, nothing skipped: what
+// the fast passes must give bit for bit.
+void ShootEmittersStepByStep(CBuildNode* pRoot, CBuildNode* pNode)
+{
+    if (!pNode)
+        return;
+    ShootEmittersStepByStep(pRoot, pNode->pFront);
+    ShootEmittersStepByStep(pRoot, pNode->pBack);
+    if (!pNode->pFaces || !pNode->pVisibleLeaves || !pNode->bVisited)
+        return;
+    for (int32_t g = 0; g < pNode->FaceCount; ++g) {
+        CLumelGrid* pGrid = &pNode->pGrids[g];
+        for (int32_t i = 0; i < LUMEL_GRID_COUNT; ++i) {
+            const CLumel* pLumel = GetLumel(pGrid, i / 16, i % 16);
+            if (!pLumel || pLumel->Light.Intensity == 0)
+                break;
+            for (int32_t v = 0; v < pNode->VisibleLeafCount; ++v)
+                ShootLumel(pRoot, &pGrid->Normal, pLumel, pNode->pVisibleLeaves[v]);
+        }
+    }
+}
+
+void ShootBounceStepByStep(CBuildNode* pRoot, CBuildNode* pNode)
+{
+    if (!pNode)
+        return;
+    for (int32_t g = 0; pNode->pGrids && pNode->bVisited && g < pNode->FaceCount; ++g) {
+        CLumelGrid* pGrid = &pNode->pGrids[g];
+        if (pGrid->pLumels[0].Light.Intensity != 0)
+            continue;
+        CLumel source;
+        source.Area = static_cast<float>(BOUNCE_POWER);
+        source.Position = GetLumel(pGrid, 7, 7)->Position;
+        source.Light = pGrid->Mean;
+        for (int32_t i = 0; i < LUMEL_GRID_COUNT; ++i)
+            pGrid->pLumels[i].Light.Intensity = 1;
+        for (int32_t v = 0; pNode->pVisibleLeaves && v < pNode->VisibleLeafCount; ++v)
+            ShootLumel(pRoot, &pGrid->Normal, &source, pNode->pVisibleLeaves[v]);
+        for (int32_t i = 0; i < LUMEL_GRID_COUNT; ++i)
+            pGrid->pLumels[i].Light.Intensity = 0;
+    }
+    ShootBounceStepByStep(pRoot, pNode->pFront);
+    ShootBounceStepByStep(pRoot, pNode->pBack);
+}
+
+// A point light step by step: ShootLumel's loop without its source plane.
+void ShootPointStepByStep(CBuildNode* pRoot, const CPointLight& point)
+{
+    CVector at = point.Position;
+    const CBuildNode* pHome = FindLeaf(pRoot, &at);
+    for (int32_t v = 0; v < pHome->VisibleLeafCount; ++v) {
+        const CBuildNode* pLeaf = pHome->pVisibleLeaves[v];
+        for (int32_t g = 0; g < pLeaf->FaceCount; ++g) {
+            CLumelGrid& grid = pLeaf->pGrids[g];
+            if (CPlane(grid.pLumels[0].Position, grid.Normal).DistanceTo(at) < 0.0)
+                continue;
+            for (int32_t i = 0; i < LUMEL_GRID_COUNT; ++i) {
+                CLumel& sample = grid.pLumels[i];
+                const CVector d = sample.Position - at;
+                const double d2 = static_cast<double>(d.x) * d.x + static_cast<double>(d.y) * d.y +
+                                  static_cast<double>(d.z) * d.z;
+                if (sample.Light.Intensity != 0 || d2 == 0.0 ||
+                    !LineOfSight(pRoot, &at, &sample.Position))
+                    continue;
+                CLightRecord shot = point.Light;
+                const double power = static_cast<double>(point.Light.Intensity) * point.Area;
+                shot.ScaleLight(static_cast<float>(power / (d2 * LIGHT_PI) * point.Area));
+                sample.Light.SaturateAdd(shot);
+            }
+        }
+    }
+}
+
 class LitMapTest : public ScratchDirTest {};
+
+TEST_F(LitMapTest, FastPassesOnAnyThreadsMatchThePassesStepByStep)
+{
+    // Negative light from the shade makes the order of the additions matter:
+    // saturation at 255 does not commute with subtraction.
+    LitMap map(Write("rooms.map", TwoRoomMap()));
+    ASSERT_TRUE(map.bReady);
+    const std::string lights = Write("mixed.txt", "panel 300 200 100 1000\nshade -90 -60 -30 400\n");
+    CPointLight point;
+    point.Position = CVector(-100, 120, 40);
+    point.Area = 60.0f;
+    point.Light = Record(200, 150, 250, 1);
+    const std::vector<CPointLight> points{point};
+
+    map.MakeFreshGrids(lights);
+    ShootEmittersStepByStep(map.pRoot, map.pRoot);
+    ShootPointStepByStep(map.pRoot, point);
+    for (int bounce = 0; bounce < 2; ++bounce) {
+        AverageGrids(map.pRoot);
+        ShootBounceStepByStep(map.pRoot, map.pRoot);
+    }
+    const std::vector<int32_t> expected = map.Values();
+    ASSERT_GT(expected.size(), 1000u);
+    for (int32_t threads : {1, 3}) {
+        map.Light(lights, 2, threads, points);
+        EXPECT_TRUE(map.Values() == expected) << threads << " threads";
+    }
+}
 
 TEST_F(LitMapTest, PanelLightsWhatItSeesAndBounceReachesTheRest)
 {
-    const std::string map = Write("rooms.map", TwoRoomMap());
+    LitMap map(Write("rooms.map", TwoRoomMap()));
+    ASSERT_TRUE(map.bReady);
     const std::string lights = Write("lights.txt", "panel 300 200 100 1000\n");
-    LitMap direct(map, lights, 0, 1);
-    ASSERT_TRUE(direct.bReady);
-    // World axes: file (a, b, c) is (a, c, b). Lit: the floor under the
+    map.Light(lights, 0, 2);
+    // World axes: file (a, b, c) is (a, c, b). Full: the floor under the
     // panel. Dark: the east floor behind the wall, away from the doorway, and
     // the ceiling behind the panel's plane.
-    EXPECT_GT(direct.MaxRed(1, 32, -180, -140, -20, 20), 0);
-    EXPECT_EQ(direct.MaxRed(1, 32, 150, 250, -120, -60), 0);
-    EXPECT_EQ(direct.MaxRed(-1, 160, -250, -20, -120, 120), 0);
+    EXPECT_EQ(map.MaxRed(1, 32, -180, -140, -20, 20), 255);
+    EXPECT_EQ(map.MaxRed(1, 32, 150, 250, -120, -60), 0);
+    EXPECT_EQ(map.MaxRed(-1, 160, -250, -20, -120, 120), 0);
     int emitters = 0;
-    for (const CLumelGrid* pGrid : direct.Grids) {
+    for (const CLumelGrid* pGrid : map.Grids) {
         for (int32_t i = 0; pGrid->LumelCount && pGrid->pLumels[0].bEmitter && i < 256; ++i) {
             emitters += i == 0;
             EXPECT_EQ(pGrid->pLumels[i].Light.Red, 300); // kept, above 255
             EXPECT_EQ(pGrid->pLumels[i].Light.Blue, 100);
         }
     }
-    EXPECT_GT(emitters, 0);
+    EXPECT_EQ(emitters, 1);
 
     // The light bounced off the floor reaches the ceiling.
-    LitMap bounced(map, lights, 1, 1);
-    EXPECT_GT(bounced.MaxRed(-1, 160, -250, -20, -120, 120), 0);
+    map.Light(lights, 1, 2);
+    EXPECT_GT(map.MaxRed(-1, 160, -250, -20, -120, 120), 0);
 }
 
-TEST_F(LitMapTest, ThreadCountDoesNotChangeAnySample)
-{
-    // Negative light from the shade makes the order of the additions matter:
-    // saturation at 255 does not commute with subtraction.
-    const std::string map = Write("rooms.map", TwoRoomMap());
-    const std::string lights = Write("mixed.txt", "panel 300 200 100 1000\nshade -90 -60 -30 400\n");
-    std::vector<std::vector<int32_t>> results;
-    for (int32_t threads : {1, 2, 3}) {
-        LitMap lit(map, lights, 2, threads);
-        ASSERT_TRUE(lit.bReady);
-        std::vector<int32_t> values;
-        for (const CLumelGrid* pGrid : lit.Grids) {
-            values.push_back(pGrid->Mean.Intensity);
-            for (int32_t i = 0; i < pGrid->LumelCount; ++i) {
-                const CLightRecord& light = pGrid->pLumels[i].Light;
-                values.insert(values.end(), {light.Red, light.Green, light.Blue});
-            }
+// A tree made by hand for exact values: the root holds faces, so every line
+// of sight ends at once (the root counts as a reached leaf); below it a
+// front and a back leaf. Each grid's samples stand where a test puts them.
+struct CHandTree {
+    CHandTree()
+    {
+        for (CBuildNode* pNode : {&Root, &Front, &Back}) {
+            pNode->pFaces = &Face;
+            pNode->FaceCount = 1;
+            pNode->bVisited = true;
         }
-        results.push_back(values);
+        Root.pFront = &Front;
+        Root.pBack = &Back;
+        CBuildNode* nodes[3] = {&Root, &Front, &Back};
+        for (int n = 0; n < 3; ++n) {
+            Grids[n].pLumels = new CLumel[LUMEL_GRID_COUNT];
+            Grids[n].LumelCount = LUMEL_GRID_COUNT;
+            nodes[n]->pGrids = &Grids[n];
+        }
     }
-    EXPECT_GT(results[0].size(), 1000u);
-    EXPECT_EQ(results[0], results[1]);
-    EXPECT_EQ(results[0], results[2]);
+    ~CHandTree()
+    {
+        for (CBuildNode* pNode : {&Root, &Front, &Back}) {
+            FreeGrid(pNode->pGrids);
+            pNode->pFaces = nullptr;
+            pNode->pGrids = nullptr;
+            pNode->pVisibleLeaves = nullptr;
+            pNode->pFront = pNode->pBack = nullptr;
+        }
+    }
+    // Every sample of grid n at one place, facing normal, with this light.
+    void Fill(int n, const CVector& at, const CVector& normal, const CLightRecord& light,
+              float area)
+    {
+        Grids[n].Normal = normal;
+        for (int32_t i = 0; i < LUMEL_GRID_COUNT; ++i) {
+            Grids[n].pLumels[i].Position = at;
+            Grids[n].pLumels[i].Light = light;
+            Grids[n].pLumels[i].Area = area;
+        }
+    }
+    // Node n shoots into the back leaf.
+    void Aim(CBuildNode* pNode)
+    {
+        pNode->pVisibleLeaves = Targets;
+        pNode->VisibleLeafCount = 1;
+    }
+
+    CLeafFace Face;
+    CBuildNode Root, Front, Back;
+    CLumelGrid Grids[3]; // of the root, the front and the back leaf
+    CBuildNode* Targets[1] = {&Back};
+};
+
+TEST(LightOrderTest, EmitterWalkShootsChildrenBeforeTheirNode)
+{
+    // The front leaf's one emitting sample floods the back leaf's samples
+    // (10000 / pi from 1 unit away); the root's darkens them by 100 / pi.
+    // Front first: 255 - 31. Root first: -31 + 3183, saturated.
+    CHandTree tree;
+    const CVector down(0, -1, 0);
+    tree.Fill(0, CVector(0, 1, 0), down, Record(-100, 0, 0), 1.0f);
+    tree.Fill(1, CVector(0, 1, 0), down, Record(10000, 0, 0), 1.0f);
+    tree.Fill(2, CVector(0, 0, 0), CVector(0, 1, 0), Record(0, 0, 0), 1.0f);
+    tree.Grids[0].pLumels[0].Light.Intensity = 1; // the first sample alone emits
+    tree.Grids[1].pLumels[0].Light.Intensity = 1;
+    tree.Aim(&tree.Root);
+    tree.Aim(&tree.Front);
+    RunLightPasses(&tree.Root, 0, 1);
+    EXPECT_EQ(tree.Grids[2].pLumels[200].Light.Red, 224);
+}
+
+TEST(LightOrderTest, BounceShootsItsMeanFromSampleSevenSevenWithPowerTwenty)
+{
+    // The root's face has a mean of 100 in each channel, so intensity
+    // trunc(300 * 0.013) = 3, and shoots from sample (7, 7), 20 units above
+    // the back leaf's face: 3 * 20 / (400 pi) * 20 = 0.955 of 100. The front
+    // leaf's face lies 82.5 units from it: 0.056 of 100, a shot that only a
+    // cut of the reach at one unit keeps.
+    CHandTree tree;
+    tree.Fill(0, CVector(0, 60, 0), CVector(0, -1, 0), Record(100, 100, 100), 1.0f);
+    tree.Grids[0].pLumels[7 * 16 + 7].Position = CVector(0, 20, 0);
+    tree.Fill(1, CVector(0, 0, 80), CVector(0, 1, 0), Record(0, 0, 0), 1.0f);
+    tree.Fill(2, CVector(0, 0, 0), CVector(0, 1, 0), Record(0, 0, 0), 1.0f);
+    CBuildNode* targets[2] = {&tree.Back, &tree.Front};
+    tree.Root.pVisibleLeaves = targets;
+    tree.Root.VisibleLeafCount = 2;
+    RunLightPasses(&tree.Root, 1, 1);
+    EXPECT_EQ(tree.Grids[0].Mean.Intensity, 3);
+    EXPECT_EQ(tree.Grids[2].pLumels[0].Light.Red, 95);
+    EXPECT_EQ(tree.Grids[1].pLumels[0].Light.Green, 5);
+}
+
+// Deterministic boxes round points of the two-room map; every answer of the
+// block tests must hold for segments between points of the boxes.
+TEST_F(LitMapTest, BlockAnswersHoldForEverySegmentBetweenTheirBoxes)
+{
+    LitMap map(Write("rooms.map", TwoRoomMap()));
+    ASSERT_TRUE(map.bReady);
+    const CSightTree sight(map.pRoot);
+    std::vector<CSightTree::CStep> stack(static_cast<size_t>(sight.StackSize()));
+    std::mt19937 random(7);
+    std::uniform_real_distribution<float> x(-260, 260), y(28, 164), z(-132, 132), size(0, 24);
+    auto randomBox = [&](CVector* pCorners) {
+        const CVector low(x(random), y(random), z(random));
+        const CVector high = low + CVector(size(random), size(random) * 0.5f, size(random));
+        pCorners[0] = low;
+        pCorners[1] = high;
+        CSightBox box;
+        box.Add(low);
+        box.Add(high);
+        return box;
+    };
+    int seen = 0;
+    int blocked = 0;
+    for (int pair = 0; pair < 400; ++pair) {
+        CVector a[2], b[2];
+        const CSightBox boxA = randomBox(a);
+        const CSightBox boxB = randomBox(b);
+        const int32_t entry = sight.Entry(boxA, boxB);
+        const bool bSees = sight.BoxesSee(entry, boxA, boxB);
+        const bool bBlocked = sight.BoxesBlocked(entry, boxA, boxB);
+        seen += bSees;
+        blocked += bBlocked;
+        ASSERT_FALSE(bSees && bBlocked);
+        for (int s = 0; s < 27; ++s) {
+            auto mix = [&](const CVector* pBox, int k) {
+                const float t[3] = {0.0f, 0.37f, 1.0f};
+                return CVector(pBox[0].x + (pBox[1].x - pBox[0].x) * t[k % 3],
+                               pBox[0].y + (pBox[1].y - pBox[0].y) * t[k / 3 % 3],
+                               pBox[0].z + (pBox[1].z - pBox[0].z) * t[k / 9]);
+            };
+            CVector p = mix(a, s);
+            CVector q = mix(b, 26 - s);
+            const bool bLine = LineOfSight(map.pRoot, &p, &q);
+            ASSERT_EQ(sight.Sees(entry, p, q, stack.data()), bLine) << pair << " " << s;
+            ASSERT_TRUE(!bSees || bLine) << pair << " " << s;
+            ASSERT_TRUE(!bBlocked || !bLine) << pair << " " << s;
+        }
+    }
+    // The tests answer for some pairs either way.
+    EXPECT_GT(seen, 20);
+    EXPECT_GT(blocked, 20);
+}
+
+TEST(LightEntityTest, OriginColourStrengthAndTheWorldsFloorAreRead)
+{
+    std::vector<CEntity> entities(7);
+    entities[0].Keys = {{"classname", "worldspawn"}, {"light", "20"}, {"_sunlight", "100"}};
+    entities[1].Keys = {{"classname", "light"}, {"origin", "10 20 30"}, {"light", "200"}};
+    entities[2].Keys = {{"classname", "light_torch_small"}, {"origin", "0 0 0"},
+                        {"_color", "1 0.5 0"}, {"target", "t1"}};
+    entities[3].Keys = {{"classname", "light"}, {"origin", "0 0 0"}, {"_color", "300 64 0"},
+                        {"light", "-100"}, {"style", "5"}};
+    entities[4].Keys = {{"classname", "light"}, {"origin", "0 0"}};
+    entities[5].Keys = {{"classname", "light"}, {"origin", "0 0 0"}, {"light", "0"}};
+    entities[6].Keys = {{"classname", "info_null"}, {"origin", "0 0 0"}};
+    const CEntityLights lights = ReadLightEntities(entities, CVector(1, 2, 3));
+    EXPECT_EQ(lights.MinLight, 20);
+    ASSERT_EQ(lights.Points.size(), 3u);
+    // Map text axes a b c are the world vector (a, c, b), less the shift.
+    const CPointLight& first = lights.Points[0];
+    EXPECT_TRUE(first.Position.x == 9 && first.Position.y == 28 && first.Position.z == 17);
+    EXPECT_FLOAT_EQ(first.Area, 177.245385f); // 200 * sqrt(pi) / 2
+    EXPECT_EQ(first.Light.Intensity, 1);
+    EXPECT_TRUE(first.Light.Red == 255 && first.Light.Green == 255 && first.Light.Blue == 255);
+    const CLightRecord& torch = lights.Points[1].Light;
+    EXPECT_TRUE(torch.Red == 255 && torch.Green == 128 && torch.Blue == 0);
+    EXPECT_FLOAT_EQ(lights.Points[1].Area, 265.868077f); // the default 300
+    const CPointLight& dark = lights.Points[2];
+    EXPECT_TRUE(dark.Light.Red == 255 && dark.Light.Green == 64 && dark.Light.Intensity == -1);
+    EXPECT_FLOAT_EQ(dark.Area, 88.622693f);
+    EXPECT_EQ(lights.Spots, 1);
+    EXPECT_EQ(lights.Suns, 1);
+    EXPECT_EQ(lights.Styled, 1);
+    ASSERT_EQ(lights.Problems.size(), 1u);
+    EXPECT_EQ(lights.Problems[0], "entity 4 (light): no origin of three numbers; the light is left out");
+}
+
+TEST(LightEntityTest, MinimumLightRaisesEveryChannelToTheFloor)
+{
+    CSquareLeaf square;
+    GetLumel(&square.Grid, 1, 0)->Light = Record(100, 10, -5);
+    ApplyMinLight(&square.Leaf, 30);
+    const CLightRecord& raised = GetLumel(&square.Grid, 1, 0)->Light;
+    EXPECT_TRUE(raised.Red == 100 && raised.Green == 30 && raised.Blue == 30);
+    EXPECT_EQ(square.Red(0, 0), 30);
+}
+
+// Point lights in the two-room map, without bounces: every shot can be
+// worked out by hand.
+class PointLightTest : public ScratchDirTest {
+protected:
+    // The west floor's samples, at world height 32.
+    static std::vector<const CLumel*> WestFloor(const LitMap& map)
+    {
+        return map.Samples(1, 32, -256, -8, -128, 128);
+    }
+    static const CLumel* SampleAt(const LitMap& map, const CVector& at)
+    {
+        for (const CLumel* pLumel : WestFloor(map)) {
+            if (pLumel->Position.x == at.x && pLumel->Position.z == at.z)
+                return pLumel;
+        }
+        return nullptr;
+    }
+};
+
+TEST_F(PointLightTest, ShotIsFullColourAtHalfTheStrengthAndFallsOffWithTheSquare)
+{
+    LitMap map(Write("rooms.map", TwoRoomMap()));
+    ASSERT_TRUE(map.bReady);
+    // A light of strength 100 (as an entity gives it) 100 units above the
+    // floor sample nearest to world (-128, 32, 0).
+    map.MakeFreshGrids("");
+    CVector below;
+    for (const CLumel* pLumel : WestFloor(map)) {
+        const CVector& p = pLumel->Position;
+        if (below.y == 0.0f || std::hypot(p.x + 128, p.z) < std::hypot(below.x + 128, below.z))
+            below = p;
+    }
+    std::vector<CEntity> entities(1);
+    entities[0].Keys = {{"classname", "light"}, {"origin", "0 0 0"}, {"light", "100"}};
+    CPointLight point = ReadLightEntities(entities, CVector()).Points.at(0);
+    point.Position = below + CVector(0, 100, 0);
+    map.Light("", 0, 2, {point});
+    // (L / 2d)^2 of 255: a quarter at 100 units.
+    const CLumel* pBelow = SampleAt(map, below);
+    ASSERT_NE(pBelow, nullptr);
+    EXPECT_EQ(pBelow->Light.Red, 63);
+    // Farther is darker; every floor texel within 256 units is lit.
+    int black = 0;
+    for (const CLumel* pLumel : WestFloor(map)) {
+        const CVector d = pLumel->Position - point.Position;
+        black += std::sqrt(Dot(d, d)) <= 256.0 && pLumel->Light.Red == 0 ? 1 : 0;
+        if (pLumel->Position.x == below.x && pLumel->Position.z > below.z + 40) {
+            EXPECT_LT(pLumel->Light.Red, pBelow->Light.Red);
+        }
+    }
+    EXPECT_EQ(black, 0);
+}
+
+TEST_F(PointLightTest, WithoutTheLightTheMapIsBlackAndAWallKeepsItsLightOut)
+{
+    LitMap map(Write("rooms.map", TwoRoomMap()));
+    ASSERT_TRUE(map.bReady);
+    map.Light("", 1, 2);
+    const std::vector<int32_t> values = map.Values();
+    EXPECT_TRUE(std::all_of(values.begin(), values.end(), [](int32_t v) { return v == 0; }));
+
+    // West of the wall, south of the doorway (file y < 64 is world z < 64):
+    // the east floor behind the wall stays black; through the doorway the
+    // light reaches the east ceiling.
+    CPointLight point;
+    point.Position = CVector(-200, 100, 20);
+    point.Area = 1000.0f;
+    point.Light = Record(255, 255, 255, 1);
+    map.Light("", 0, 2, {point});
+    EXPECT_EQ(map.MaxRed(1, 32, 24, 250, -120, -40), 0);
+    EXPECT_GT(map.MaxRed(-1, 160, 24, 250, 64, 128), 0);
+}
+
+TEST_F(PointLightTest, CompileLightsByEntitiesAndWarnsOfThoseItTakesAsPoints)
+{
+    const std::string entities =
+        "{\n\"classname\" \"light\"\n\"origin\" \"-128 0 100\"\n\"light\" \"400\"\n}\n"
+        "{\n\"classname\" \"light_spot\"\n\"origin\" \"-200 0 100\"\n}\n"
+        "{\n\"classname\" \"light\"\n\"origin\" \"-128 0 500\"\n}\n";
+    const std::string mapPath = Write("rooms.map", TwoRoomMap(entities));
+    for (const bool bLeaveOut : {false, true}) {
+        CCompileOptions options;
+        options.MapPath = mapPath;
+        options.OutputPath = Path("rooms.vmz");
+        options.bNoEntityLights = bLeaveOut;
+        options.bNoTextures = true;
+        std::ostringstream out, err;
+        ASSERT_EQ(RunCompile(options, out, err), COMPILE_EXIT_OK) << err.str();
+        const std::string warnings = err.str();
+        if (bLeaveOut) {
+            EXPECT_NE(out.str().find("Light entities:\t3 (left out)"), std::string::npos);
+            EXPECT_NE(warnings.find("no light entities: lightmaps are full-bright"),
+                      std::string::npos);
+            continue;
+        }
+        EXPECT_NE(out.str().find("Light entities:\t3\n"), std::string::npos);
+        EXPECT_NE(warnings.find("1 of the light entities are spot lights; they are lit as "
+                                "plain points"),
+                  std::string::npos)
+            << warnings;
+        EXPECT_NE(warnings.find("1 light entities stand in solid or outside the world (the "
+                                "first at -128 0 500); they light nothing"),
+                  std::string::npos)
+            << warnings;
+    }
 }
 
 } // namespace
