@@ -89,6 +89,21 @@ CSides SidesOf(const CPlane& plane, const CSightBox& box)
     return sides;
 }
 
+// Where every segment between two boxes goes whole: behind when no end may
+// be in front and the two may not both be on the plane (which tries both
+// sides), in front likewise; else some are cut or may take either side.
+enum class EWay { Back, Front, Split };
+
+EWay WholeWay(const CSides& p, const CSides& q)
+{
+    const bool bBothOn = p.bOn && q.bOn;
+    if (!p.bFront && !q.bFront && !bBothOn)
+        return EWay::Back;
+    if (!p.bBack && !q.bBack && !bBothOn)
+        return EWay::Front;
+    return EWay::Split;
+}
+
 // Levels of distance that bound the ends a walk classifies: an end behind
 // rounds to -0.2 or less, so lies below the next float above -0.2; an end in
 // front lies above the next float below 0.2; an end that is not in front
@@ -417,16 +432,10 @@ int32_t CSightTree::Entry(const CSightBox& a, const CSightBox& b) const
         const CNode& inner = Nodes[static_cast<size_t>(node)];
         const CSides p = SidesOf(inner.Plane, a);
         const CSides q = SidesOf(inner.Plane, b);
-        // Every segment goes behind whole when no end may be in front and
-        // the two may not both be on the plane (which tries both sides); in
-        // front likewise.
-        const bool bBothOn = p.bOn && q.bOn;
-        if (!p.bFront && !q.bFront && !bBothOn)
-            node = inner.Back;
-        else if (!p.bBack && !q.bBack && !bBothOn)
-            node = inner.Front;
-        else
+        const EWay way = WholeWay(p, q);
+        if (way == EWay::Split)
             break;
+        node = way == EWay::Back ? inner.Back : inner.Front;
     }
     return node;
 }
@@ -545,13 +554,9 @@ bool CSightTree::BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_
         const CPlane& plane = inner.Plane;
         const CSides p = SidesOf(plane, a);
         const CSides q = SidesOf(plane, b);
-        const bool bBothOn = p.bOn && q.bOn;
-        if (!p.bFront && !q.bFront && !bBothOn) {
-            node = inner.Back;
-            continue;
-        }
-        if (!p.bBack && !q.bBack && !bBothOn) {
-            node = inner.Front;
+        const EWay way = WholeWay(p, q);
+        if (way != EWay::Split) {
+            node = way == EWay::Back ? inner.Back : inner.Front;
             continue;
         }
         const bool bAOnlyBehind = p.bBack && !p.bOn && !p.bFront;
