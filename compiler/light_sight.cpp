@@ -391,7 +391,32 @@ int32_t CSightTree::Add(const CBuildNode* pTop)
             (bFront ? Nodes[top.Index].Front : Nodes[top.Index].Back) = child;
         }
     }
-    return 0;
+    return Collapse();
+}
+
+// A subtree whose ends are all reached leaves passes every piece of segment
+// that enters it, and one whose ends are all solid passes none: each becomes
+// that end, so that walks stop where it starts. Children stand after their
+// parent in the array, so one backward sweep sees every child first.
+int32_t CSightTree::Collapse()
+{
+    constexpr uint8_t HAS_OPEN = 1;
+    constexpr uint8_t HAS_SOLID = 2;
+    std::vector<uint8_t> ends(Nodes.size(), 0);
+    auto endsOf = [&](int32_t child) -> uint8_t {
+        return child == OPEN ? HAS_OPEN : child == SOLID ? HAS_SOLID : ends[static_cast<size_t>(child)];
+    };
+    auto collapsed = [&](int32_t child) {
+        const uint8_t kinds = endsOf(child);
+        return kinds == HAS_OPEN ? OPEN : kinds == HAS_SOLID ? SOLID : child;
+    };
+    for (size_t i = Nodes.size(); i-- > 0;) {
+        CNode& node = Nodes[i];
+        ends[i] = static_cast<uint8_t>(endsOf(node.Back) | endsOf(node.Front));
+        node.Back = collapsed(node.Back);
+        node.Front = collapsed(node.Front);
+    }
+    return collapsed(0);
 }
 
 // The compact copy as a view for WalkSegment.

@@ -71,6 +71,7 @@ private:
     static CNode MakeNode(const CPlane& plane);
     struct CView;
     int32_t Add(const CBuildNode* pNode);
+    int32_t Collapse();
     bool BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_t* pWork) const;
     bool BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox& b, int32_t* pWork,
                       int32_t alternatives) const;
