@@ -381,11 +381,14 @@ void AimGroups(CPass* pPass)
     pPass->Aims.resize(pPass->Receivers.size());
 }
 
-// What the tests of blocks settled for a pair of blocks: nothing yet, every
-// segment sees, none sees, or each must be walked from the entry node.
-enum class EBlockSight : uint8_t { Unknown, Sees, Blocked, Walk };
+// What the tests of blocks settled for a pair of blocks: every segment sees,
+// none sees, or each must be walked from the entry node.
+enum class EBlockSight : uint8_t { Sees, Blocked, Walk };
 
+// A pair's answer holds for the aim whose number it carries; the thread
+// numbers its aims, so that it need not clear the answers between them.
 struct CBlockState {
+    uint32_t Aim;
     EBlockSight Sight;
     int32_t Entry;
 };
@@ -404,7 +407,7 @@ public:
         MeasureBlocks(receiver);
         for (const CAim& aim : Pass.Aims[r]) {
             const CGroup& group = Pass.Groups[aim.Group];
-            ForgetBlocks();
+            ++nAim;
             for (uint32_t s = group.First; s < group.First + group.Count; ++s)
                 ShootSource(group, Pass.Sources[s], receiver, aim.Times);
         }
@@ -426,13 +429,6 @@ private:
             Blocks[BLOCK_COUNT + QuarterOf(block)].Add(pGrid->pLumels[i].Position);
         }
         Blocks[BLOCK_COUNT + QUARTER_COUNT] = receiver.Box;
-    }
-
-    void ForgetBlocks()
-    {
-        std::memset(Whole, 0, sizeof(Whole));
-        std::memset(Quarters, 0, sizeof(Quarters));
-        std::memset(Fine, 0, sizeof(Fine));
     }
 
     void ShootSource(const CGroup& group, const CSource& source, const CReceiver& receiver,
@@ -490,8 +486,9 @@ private:
 
     // Line of sight from a source to sample i of the receiver: settled for
     // whole blocks of both when the tests of blocks can, the whole pair of
-    // faces first, then quarters, then blocks of 4 by 4 samples; else by a
-    // walk of its own from the deepest node that the block pair shares.
+    // faces first, then quarters, then (from an emitting face) its block of 4
+    // by 4 samples to the sample alone; else by a walk of its own from the
+    // deepest node that the blocks share.
     bool InSight(const CGroup& group, const CSource& source, int32_t i, const CVector& at)
     {
         const int32_t block = BlockOf(i);
@@ -513,15 +510,25 @@ private:
                    sourceBox(BLOCK_COUNT + sourceQuarter), Blocks[BLOCK_COUNT + quarter]);
         if (part != EBlockSight::Walk)
             return part == EBlockSight::Sees;
+        if (pSourceBoxes) {
+            // A block of an emitting face to this one sample.
+            CSightBox sampleBox;
+            sampleBox.Add(at);
+            const EBlockSight one = Settle(&Single[source.Block][i], &entry,
+                                           sourceBox(source.Block), sampleBox);
+            if (one != EBlockSight::Walk)
+                return one == EBlockSight::Sees;
+        }
         ++LineTests;
         return Pass.pSight->Sees(entry, source.Lumel.Position, at, Stack.data());
     }
 
-    // The sight of a pair of blocks, worked out on first use.
+    // The sight of a pair of blocks, worked out on first use in an aim.
     EBlockSight Settle(CBlockState* pState, int32_t* pEntry, const CSightBox& a,
                        const CSightBox& b)
     {
-        if (pState->Sight == EBlockSight::Unknown) {
+        if (pState->Aim != nAim) {
+            pState->Aim = nAim;
             const CSightTree& sight = *Pass.pSight;
             pState->Entry = sight.Entry(a, b);
             if (pState->Entry == CSightTree::OPEN || sight.BoxesSee(pState->Entry, a, b))
@@ -539,9 +546,12 @@ private:
     std::vector<CSightTree::CStep> Stack;
     // By block, then by quarter, then the whole receiver.
     CSightBox Blocks[BLOCK_COUNT + QUARTER_COUNT + 1];
-    CBlockState Whole[1];
-    CBlockState Quarters[QUARTER_COUNT][QUARTER_COUNT];
-    CBlockState Fine[BLOCK_COUNT][BLOCK_COUNT];
+    uint32_t nAim = 0;
+    // The whole receiver, quarters of both faces, and a block of an emitting
+    // face to a single sample.
+    CBlockState Whole[1] = {};
+    CBlockState Quarters[QUARTER_COUNT][QUARTER_COUNT] = {};
+    CBlockState Single[BLOCK_COUNT][LUMEL_GRID_COUNT] = {};
 };
 
 // Runs the shots of a pass: receivers, dearest first, go to the threads one
