@@ -1,6 +1,7 @@
-// The light passes (direct light and one bounce, RunLightPasses) on the
-// sample level and on generated large maps of 250, 500 and 1000 brushes
-// (vorlane-make-samples --large), each on 1 and 2 threads:
+// The light passes (direct light from the light list and the light entities,
+// and one bounce: RunLightPasses) on the sample level and on generated large
+// maps of 250, 500 and 1000 brushes (vorlane-make-samples --large), each on
+// 1 and 2 threads:
 // Light/<map>/threads:<n>. Each map is built once per benchmark with the
 // list builder and flooded, every reached leaf seeing every reached leaf;
 // every iteration makes fresh grids outside the timing, then times the
@@ -16,6 +17,7 @@
 #include "compiler/compile_driver.h"
 #include "compiler/entities.h"
 #include "compiler/light.h"
+#include "compiler/light_entities.h"
 #include "compiler/light_passes.h"
 #include "compiler/map_parser.h"
 #include "compiler/portal.h"
@@ -29,6 +31,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <sstream>
 #include <string>
@@ -74,7 +77,9 @@ public:
             pLeaf->VisibleLeafCount = static_cast<int32_t>(leaves.size());
         }
         pLights = ReadLightList(Map.pNames, lightPath.c_str());
-        return pLights != nullptr;
+        // The map was not moved: its light entities stand where it says.
+        Entities = ReadLightEntities(entities, CVector());
+        return pLights != nullptr || !Entities.Points.empty();
     }
 
     CMapData Map;
@@ -82,6 +87,7 @@ public:
     int32_t PortalCount = 0;
     CBuildNode* pRoot = nullptr;
     CLightNode* pLights = nullptr;
+    CEntityLights Entities;
 };
 
 struct CLightMap {
@@ -106,6 +112,7 @@ void BM_Light(benchmark::State& state, CLightMap map)
     CLightStats stats;
     CLightRun run;
     run.Threads = static_cast<int32_t>(state.range(0));
+    run.pPoints = &scene.Entities.Points;
     run.pStats = &stats;
     for (auto _ : state) {
         state.PauseTiming();
@@ -158,9 +165,12 @@ int main(int argc, char** argv)
 {
     benchmark::Initialize(&argc, argv);
     CScratch scratch;
-    const std::string data = VORLANE_DATA_MAPS_DIR;
-    Register("level", {data + "/level.map", data + "/level.lights"});
-    Register("room", {data + "/room.map", data + "/room.lights"});
+    // VORLANE_BENCH_LEVEL may name another level map (its light list beside
+    // it), to weigh changes of the samples before they are made.
+    const char* pszLevel = std::getenv("VORLANE_BENCH_LEVEL");
+    const std::string level =
+        pszLevel ? pszLevel : std::string(VORLANE_DATA_MAPS_DIR) + "/level.map";
+    Register("level", {level, std::filesystem::path(level).replace_extension(".lights").string()});
     for (int brushes : {250, 500, 1000}) {
         const std::string name = "large_" + std::to_string(brushes);
         const samples::CSampleMap map = samples::LargeMap(brushes);

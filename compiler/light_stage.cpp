@@ -107,5 +107,6 @@ void LightTree(const CLightSources& sources, CBuildNode* pRoot, const CVector& s
     log << "Bounces:\t" << options.Bounces << "\nThreads:\t" << threads
         << "\nMinimum light:\t" << sources.Entities.MinLight << "\nDirect light:\t"
         << stats.DirectSeconds << " seconds\nBounce light:\t" << stats.BounceSeconds
-        << " seconds" << std::endl;
+        << " seconds\nShots:\t" << stats.Shots << " (" << stats.LineTests << " walked)"
+        << std::endl;
 }

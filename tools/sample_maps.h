@@ -39,12 +39,21 @@ struct CLightEntry {
     int Red, Green, Blue, Intensity;
 };
 
+// A light entity: a point light at Origin (file axes) of strength Light.
+struct CPointEntity {
+    Vec3 Origin;
+    int Red, Green, Blue;
+    int Light;
+};
+
 // A map before it becomes text.
 struct CSampleMap {
     std::string Title;
     std::vector<Brush> Brushes;
     Vec3 Start; // file axes
     std::vector<CLightEntry> Lights;
+    std::vector<CPointEntity> PointLights;
+    int MinLight = 0; // the world's minimum light; 0: none
 };
 
 // ---------------------------------------------------------------------------
@@ -383,9 +392,18 @@ inline const std::vector<CTextureStyle>& TextureStyles()
 // The light list entries of the panel textures: colour and intensity. Each
 // shot of a panel's sample is truncated to whole units, so a panel lights
 // a disc round itself whose radius grows with the root of the intensity;
-// 3 gives about 250 units with 64-unit panels, the size of a room here, and
-// keeps the light passes of the level to seconds.
+// 3 gives about 250 units with 64-unit panels: the glow round the panel,
+// which in the rooms of the level (320 units high) does not reach the floor.
+// A light entity under each panel (AddPanel) lights the room: one point
+// reaches as far as the 256 samples of a panel do at a 256th of the shots.
+// The large benchmark map keeps its panels alone.
 constexpr int PANEL_INTENSITY = 3;
+// The light entity under a panel: strength 150 (full colour 75 units away,
+// a quarter at 150, a sixteenth at 300), 128 units above the floor.
+constexpr int PANEL_ENTITY_LIGHT = 150;
+constexpr double PANEL_ENTITY_HEIGHT = 128;
+// Every texel of the sample maps gets at least this much light.
+constexpr int SAMPLE_MIN_LIGHT = 16;
 
 inline CLightEntry PanelLight(const char* pszTexture)
 {
@@ -425,6 +443,17 @@ inline Brush Panel(double x, double y, double top, const char* pszTexture)
             side.Texture = pszTexture;
     }
     return panel;
+}
+
+// A ceiling light: the panel at (x, y) hanging from the ceiling at height
+// top, and a light entity of its colour under it, PANEL_ENTITY_HEIGHT above
+// a floor at height 0.
+inline void AddPanel(CSampleMap& map, double x, double y, double top, const char* pszTexture)
+{
+    map.Brushes.push_back(Panel(x, y, top, pszTexture));
+    const CLightEntry light = PanelLight(pszTexture);
+    map.PointLights.push_back({{x, y, PANEL_ENTITY_HEIGHT}, light.Red, light.Green, light.Blue,
+                               PANEL_ENTITY_LIGHT});
 }
 
 // A wedge on the floor rising along +y from height 0 at y0 to h at y1.
@@ -492,9 +521,10 @@ inline CSampleMap RoomMap()
     map.Title = "room";
     AddShell(map.Brushes, {-192, -192, 0}, {192, 192, 192}, 16, "wall_brick", "floor_tiles",
              "ceil_plaster");
-    map.Brushes.push_back(Panel(0, 0, 192, "light_white"));
+    AddPanel(map, 0, 0, 192, "light_white");
     map.Start = {0, -96, 48};
     map.Lights = {PanelLight("light_white")};
+    map.MinLight = SAMPLE_MIN_LIGHT;
     return map;
 }
 
@@ -566,8 +596,8 @@ inline CSampleMap LevelMap()
     b.push_back(Box(-1008, 280, 0, -944, 344, 64, "crate_wood"));
     b.push_back(Box(-1000, 288, 64, -952, 336, 112, "crate_wood"));
     b.push_back(Box(-456, 280, 0, -400, 336, 56, "crate_wood"));
-    b.push_back(Panel(-704, 416, top, "light_warm"));
-    b.push_back(Panel(-704, 672, top, "light_warm"));
+    AddPanel(map, -704, 416, top, "light_warm");
+    AddPanel(map, -704, 672, top, "light_warm");
 
     // North middle: four turned pillars round a stepped pedestal, benches.
     const double turns[] = {30, 45, 60, 15};
@@ -582,10 +612,10 @@ inline CSampleMap LevelMap()
     b.push_back(Box(144, 512, 0, 176, 544, 24, "crate_wood"));
     b.push_back(Box(-160, 720, 0, -96, 752, 24, "crate_wood"));
     b.push_back(Box(-32, 720, 0, 32, 752, 24, "crate_wood"));
-    b.push_back(Panel(-224, 528, top, "light_blue"));
-    b.push_back(Panel(96, 528, top, "light_white"));
-    b.push_back(Panel(-64, 352, top, "light_white"));
-    b.push_back(Panel(-64, 704, top, "light_blue"));
+    AddPanel(map, -224, 528, top, "light_blue");
+    AddPanel(map, 96, 528, top, "light_white");
+    AddPanel(map, -64, 352, top, "light_white");
+    AddPanel(map, -64, 704, top, "light_blue");
 
     // North-east: a ramp up to a ledge along the corridor wall, crates, one
     // of them turned.
@@ -597,8 +627,8 @@ inline CSampleMap LevelMap()
     b.push_back(Box(432, 656, 0, 464, 688, top, "pillar_marble"));
     b.push_back(Box(560, 560, 0, 592, 592, top, "pillar_marble"));
     b.push_back(Box(624, 680, 0, 688, 744, 48, "crate_wood"));
-    b.push_back(Panel(448, 560, top, "light_red"));
-    b.push_back(Panel(832, 384, top, "light_green"));
+    AddPanel(map, 448, 560, top, "light_red");
+    AddPanel(map, 832, 384, top, "light_green");
 
     // Corridor: columns against both walls between the openings, lights.
     for (const double x : {-864, -128, 192, 896})
@@ -607,7 +637,7 @@ inline CSampleMap LevelMap()
         b.push_back(Box(x - 16, 216, 0, x + 16, 248, lowTop, "concrete"));
     const char* corridorLights[] = {"light_white", "light_warm", "light_white", "light_warm"};
     for (int i = 0; i < 4; ++i)
-        b.push_back(Panel(-768 + 512 * i, 160, lowTop, corridorLights[i]));
+        AddPanel(map, -768 + 512 * i, 160, lowTop, corridorLights[i]);
 
     // South-west: a dais with steps, two rows of columns, shelves along the
     // outer wall, crates.
@@ -624,9 +654,9 @@ inline CSampleMap LevelMap()
     b.push_back(Box(-192, -712, 64, -144, -664, 112, "crate_wood"));
     b.push_back(mapgen::TurnedBox({-160, -480, 0}, 28, 28, 0, 56, Radians(35), "crate_wood"));
     b.push_back(Box(-976, -32, 0, -912, 32, 64, "crate_wood"));
-    b.push_back(Panel(-512, -384, top, "light_warm"));
-    b.push_back(Panel(-512, -704, top, "light_green"));
-    b.push_back(Panel(-192, -192, top, "light_white"));
+    AddPanel(map, -512, -384, top, "light_warm");
+    AddPanel(map, -512, -704, top, "light_green");
+    AddPanel(map, -192, -192, top, "light_white");
 
     // South-east: a grid of turned pillars, a ramp along the outer wall up
     // to a platform, crates.
@@ -640,11 +670,12 @@ inline CSampleMap LevelMap()
     b.push_back(Box(168, -736, 0, 224, -680, 56, "crate_wood"));
     b.push_back(Box(24, -112, 0, 80, -56, 56, "crate_wood"));
     b.push_back(Box(480, -16, 0, 544, 48, 48, "crate_wood"));
-    b.push_back(Panel(384, -464, top, "light_blue"));
-    b.push_back(Panel(640, -688, top, "light_red"));
-    b.push_back(Panel(640, -240, top, "light_white"));
+    AddPanel(map, 384, -464, top, "light_blue");
+    AddPanel(map, 640, -688, top, "light_red");
+    AddPanel(map, 640, -240, top, "light_white");
 
     map.Start = {-64, 352, 48};
+    map.MinLight = SAMPLE_MIN_LIGHT;
     for (const char* pszLight :
          {"light_white", "light_warm", "light_blue", "light_red", "light_green"})
         map.Lights.push_back(PanelLight(pszLight));
@@ -659,6 +690,8 @@ inline std::string MapText(const CSampleMap& map)
     std::string out = "// Vorlane sample map: " + map.Title + ", " +
                       std::to_string(map.Brushes.size()) + " brushes\n";
     out += "{\n\"classname\" \"worldspawn\"\n\"mapversion\" \"220\"\n";
+    if (map.MinLight > 0)
+        out += "\"_minlight\" \"" + std::to_string(map.MinLight) + "\"\n";
     int n = 0;
     for (const Brush& brush : map.Brushes) {
         out += "// brush " + std::to_string(n++) + "\n{\n";
@@ -669,6 +702,13 @@ inline std::string MapText(const CSampleMap& map)
     out += "}\n{\n\"classname\" \"info_player_start\"\n\"origin\" \"";
     out += mapgen::FormatNumber(map.Start.x) + " " + mapgen::FormatNumber(map.Start.y) + " " +
            mapgen::FormatNumber(map.Start.z) + "\"\n}\n";
+    for (const CPointEntity& light : map.PointLights) {
+        out += "{\n\"classname\" \"light\"\n\"origin\" \"" + mapgen::FormatNumber(light.Origin.x) +
+               " " + mapgen::FormatNumber(light.Origin.y) + " " +
+               mapgen::FormatNumber(light.Origin.z) + "\"\n\"light\" \"" +
+               std::to_string(light.Light) + "\"\n\"_color\" \"" + std::to_string(light.Red) +
+               " " + std::to_string(light.Green) + " " + std::to_string(light.Blue) + "\"\n}\n";
+    }
     return out;
 }
 
