@@ -165,7 +165,7 @@ struct CSquareLeaf {
     CBuildNode Leaf;
 };
 
-TEST(ShootLumelTest, ShotIsIntensityTimesAreaSquaredOverPiTimesSquaredDistance)
+TEST(ShootLumelTest, ShotIsIntensityTimesAreaSquaredOverPiDistanceSquaredInFrontOfTheSource)
 {
     CSquareLeaf square;
     const CLumel* pLumel = GetLumel(&square.Grid, 3, 5);
@@ -189,23 +189,19 @@ TEST(ShootLumelTest, ShotIsIntensityTimesAreaSquaredOverPiTimesSquaredDistance)
     EXPECT_EQ(square.Red(2, 0), 11);
     EXPECT_EQ(square.Red(0, 2), 11);
     EXPECT_EQ(square.Red(15, 15), 0); // 0.0055 of 100 truncates to nothing
-}
 
-TEST(ShootLumelTest, ShotReachesSamplesOnOrInFrontOfTheSourcePlane)
-{
-    // A source on sample (0, 0) facing -x: column x = 0 lies on its plane,
-    // everything else behind it.
-    CSquareLeaf square;
-    CLumel source;
+    // From sample (0, 0) facing -x: column x = 0 lies on the source's plane
+    // and is lit, every other column lies behind it; a sample on the
+    // source's own point gets nothing.
     source.Area = 1.0f;
-    source.Light = Record(10000, 0, -10000, 1);
+    source.Position = CVector();
+    source.Light = Record(10000, 0, 0, 1);
     const CVector west(-1, 0, 0);
     ShootLumel(&square.Leaf, &west, &source, &square.Leaf);
-    EXPECT_EQ(square.Red(0, 0), 0); // no light from a coincident point
-    EXPECT_EQ(square.Red(0, 1), 255);
-    EXPECT_EQ(GetLumel(&square.Grid, 0, 15)->Light.Blue, -3); // -10000 / (900 pi)
-    for (int x = 1; x < 16; ++x)
-        EXPECT_EQ(square.Red(x, 8), 0) << x;
+    EXPECT_EQ(square.Red(0, 0), 23);   // as before
+    EXPECT_EQ(square.Red(0, 15), 3);   // 10000 / (900 pi)
+    EXPECT_EQ(square.Red(1, 15), 0);
+    EXPECT_EQ(square.Red(15, 1), 0);
 
     FreeGrid(&square.Grid);
     EXPECT_EQ(GetLumel(&square.Grid, 0, 0), nullptr);
@@ -516,33 +512,6 @@ TEST_F(LitMapTest, FastPassesOnAnyThreadsMatchThePassesStepByStep)
     }
 }
 
-TEST_F(LitMapTest, PanelLightsWhatItSeesAndBounceReachesTheRest)
-{
-    LitMap map(Write("rooms.map", TwoRoomMap()));
-    ASSERT_TRUE(map.bReady);
-    const std::string lights = Write("lights.txt", "panel 300 200 100 1000\n");
-    map.Light(lights, 0, 2);
-    // World axes: file (a, b, c) is (a, c, b). Full: the floor under the
-    // panel. Dark: the east floor behind the wall, away from the doorway, and
-    // the ceiling behind the panel's plane.
-    EXPECT_EQ(map.MaxRed(1, 32, -180, -140, -20, 20), 255);
-    EXPECT_EQ(map.MaxRed(1, 32, 150, 250, -120, -60), 0);
-    EXPECT_EQ(map.MaxRed(-1, 160, -250, -20, -120, 120), 0);
-    int emitters = 0;
-    for (const CLumelGrid* pGrid : map.Grids) {
-        for (int32_t i = 0; pGrid->LumelCount && pGrid->pLumels[0].bEmitter && i < 256; ++i) {
-            emitters += i == 0;
-            EXPECT_EQ(pGrid->pLumels[i].Light.Red, 300); // kept, above 255
-            EXPECT_EQ(pGrid->pLumels[i].Light.Blue, 100);
-        }
-    }
-    EXPECT_EQ(emitters, 1);
-
-    // The light bounced off the floor reaches the ceiling.
-    map.Light(lights, 1, 2);
-    EXPECT_GT(map.MaxRed(-1, 160, -250, -20, -120, 120), 0);
-}
-
 // A tree made by hand for exact values: the root holds faces, so every line
 // of sight ends at once (the root counts as a reached leaf); below it a
 // front and a back leaf. Each grid's samples stand where a test puts them.
@@ -803,6 +772,39 @@ TEST_F(PointLightTest, WithoutTheLightTheMapIsBlackAndAWallKeepsItsLightOut)
     map.Light("", 0, 2, {point});
     EXPECT_EQ(map.MaxRed(1, 32, 24, 250, -120, -40), 0);
     EXPECT_GT(map.MaxRed(-1, 160, 24, 250, 64, 128), 0);
+}
+
+// Lit by their light lists and light entities (without the world's
+// minimum), at most a tenth of the sample maps' floor texels within 256
+// units of a light entity stay black (those under crates and pillars).
+TEST_F(PointLightTest, SampleMapFloorsNearEveryLightAreLit)
+{
+    for (const std::string name : {"room", "level"}) {
+        const std::string path = std::string(VORLANE_DATA_MAPS_DIR) + "/" + name;
+        LitMap map(path + ".map");
+        ASSERT_TRUE(map.bReady);
+        std::vector<CEntity> entities;
+        ReadEntities((path + ".map").c_str(), &entities);
+        const CEntityLights lights = ReadLightEntities(entities, CVector());
+        map.Light(path + ".lights", 1, 2, lights.Points);
+        int near = 0;
+        int black = 0;
+        for (const CLumelGrid* pGrid : map.Grids) {
+            for (int32_t i = 0; pGrid->Normal.y > 0.99f && i < pGrid->LumelCount; ++i) {
+                const CLumel& sample = pGrid->pLumels[i];
+                const bool bNear = std::any_of(
+                    lights.Points.begin(), lights.Points.end(), [&](const CPointLight& point) {
+                        const CVector d = sample.Position - point.Position;
+                        return Dot(d, d) <= 256.0 * 256.0;
+                    });
+                const CLightRecord& light = sample.Light;
+                near += bNear;
+                black += bNear && std::max({light.Red, light.Green, light.Blue}) <= 0;
+            }
+        }
+        EXPECT_GT(near, 200) << name;
+        EXPECT_LE(black * 10, near) << name << ": " << black << " black";
+    }
 }
 
 TEST_F(PointLightTest, CompileLightsByEntitiesAndWarnsOfThoseItTakesAsPoints)

@@ -3,9 +3,6 @@
 #include "compiler/build_tree.h"
 #include "compiler/compile_driver.h"
 #include "compiler/entities.h"
-#include "compiler/light.h"
-#include "compiler/light_entities.h"
-#include "compiler/light_passes.h"
 #include "compiler/map_parser.h"
 #include "compiler/portal.h"
 #include "compiler/visibility.h"
@@ -275,73 +272,6 @@ TEST_P(SampleMapFile, IsCompleteWithTexturesAndLights)
 TEST_P(SampleMapFile, IsSealedWithBothBuilders)
 {
     ExpectSealed(MapPath());
-}
-
-// Lit by its light list and its light entities (without the world's
-// minimum), at most a tenth of the floor texels within 256 units of a light
-// entity stay black (those of floor under crates and pillars).
-TEST_P(SampleMapFile, FloorsNearEveryLightAreLit)
-{
-    std::vector<CEntity> entities;
-    CVector start;
-    CMapData map;
-    ASSERT_TRUE(ReadEntities(MapPath().c_str(), &entities));
-    ASSERT_TRUE(FindStartLocation(entities, &start));
-    ASSERT_TRUE(ParseMapFile(MapPath().c_str(), &map));
-    CPortal* pPortals = nullptr;
-    int32_t portalCount = 0;
-    CBuildNode* pRoot = nullptr;
-    std::ostringstream log;
-    ASSERT_TRUE(CompileMapData(&map, &start, &pPortals, &portalCount, &pRoot, log));
-    std::vector<CBuildNode*> leaves;
-    for (std::vector<CBuildNode*> pending{pRoot}; !pending.empty();) {
-        CBuildNode* pNode = pending.back();
-        pending.pop_back();
-        if (pNode && pNode->IsLeaf() && pNode->bVisited)
-            leaves.push_back(pNode);
-        if (pNode)
-            pending.insert(pending.end(), {pNode->pFront, pNode->pBack});
-    }
-    for (CBuildNode* pLeaf : leaves) {
-        pLeaf->pVisibleLeaves = new CBuildNode*[leaves.size()];
-        std::copy(leaves.begin(), leaves.end(), pLeaf->pVisibleLeaves);
-        pLeaf->VisibleLeafCount = static_cast<int32_t>(leaves.size());
-    }
-    const std::string lightPath = DataMap(std::string(GetParam().Name) + ".lights");
-    CLightNode* pLights = ReadLightList(map.pNames, lightPath.c_str());
-    const CEntityLights points = ReadLightEntities(entities, CVector());
-    EXPECT_GT(points.MinLight, 0);
-    ASSERT_FALSE(points.Points.empty());
-    MakeGrids(pRoot, pLights);
-    CLightRun run;
-    run.Threads = 2;
-    run.pPoints = &points.Points;
-    RunLightPasses(pRoot, run);
-
-    int floor = 0;
-    int black = 0;
-    for (const CBuildNode* pLeaf : leaves) {
-        for (int32_t g = 0; g < pLeaf->FaceCount; ++g) {
-            const CLumelGrid& grid = pLeaf->pGrids[g];
-            for (int32_t i = 0; grid.Normal.y > 0.99f && i < grid.LumelCount; ++i) {
-                const CLumel& sample = grid.pLumels[i];
-                const bool bNear = std::any_of(points.Points.begin(), points.Points.end(),
-                                               [&](const CPointLight& point) {
-                                                   const CVector d = sample.Position - point.Position;
-                                                   return Dot(d, d) <= 256.0 * 256.0;
-                                               });
-                floor += bNear ? 1 : 0;
-                const CLightRecord& light = sample.Light;
-                black += bNear && light.Red <= 0 && light.Green <= 0 && light.Blue <= 0 ? 1 : 0;
-            }
-        }
-    }
-    EXPECT_GT(floor, 200);
-    EXPECT_LE(black * 10, floor) << black << " black";
-    FreeLights(&pLights);
-    FreePortals(&pPortals, portalCount);
-    FreeTree(&pRoot);
-    FreeMapData(&map);
 }
 
 INSTANTIATE_TEST_SUITE_P(DataMaps, SampleMapFile, ::testing::ValuesIn(SAMPLE_CASES), CaseName);
