@@ -9,8 +9,9 @@
 //      the reached leaves, and build, portal and flood again from those
 //      alone, so that the faces turned to the void are gone and everything
 //      outside the world is solid;
-//   4. light every face of every reached leaf (every reached leaf sees every
-//      other), or write full-bright lightmaps;
+//   4. light every face of every reached leaf by the light list and the
+//      light entities (every reached leaf sees every other), or write
+//      full-bright lightmaps when there is neither;
 //   5. number nodes and leaves, pool the vertices and write the file, through
 //      a temporary file that is renamed into place.
 //

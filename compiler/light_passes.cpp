@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <cstring>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -21,8 +20,9 @@
 namespace {
 
 // Sight blocks: a grid's samples in 4 by 4 blocks, and in quarters of 2 by 2
-// blocks. A pair of faces is first tested whole, then by quarters, then by
-// blocks, before single segments are walked.
+// blocks. A source face and a receiving face are first tested whole, then by
+// quarters, then (for an emitting face) a block of its samples against a
+// single receiving sample, before single segments are walked.
 constexpr int32_t BLOCK_SIDE = 4;
 constexpr int32_t BLOCKS_PER_ROW = LUMEL_GRID_SIZE / BLOCK_SIDE;
 constexpr int32_t BLOCK_COUNT = BLOCKS_PER_ROW * BLOCKS_PER_ROW;
