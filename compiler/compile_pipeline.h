@@ -10,8 +10,8 @@
 //      alone, so that the faces turned to the void are gone and everything
 //      outside the world is solid;
 //   4. light every face of every reached leaf by the light list and the
-//      light entities (every reached leaf sees every other), or write
-//      full-bright lightmaps when there is neither;
+//      light entities, each leaf's light reaching the leaves it sees, or
+//      write full-bright lightmaps when there is neither;
 //   5. number nodes and leaves, pool the vertices and write the file, through
 //      a temporary file that is renamed into place.
 //
