@@ -1,42 +1,17 @@
 #include "compiler/portal_fragments.h"
 
 #include "compiler/clip.h"
+#include "compiler/parallel_for.h"
+#include "compiler/portal_box.h"
 #include "compiler/progress.h"
 
-#include "compiler/parallel_for.h"
-
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 namespace {
 
-constexpr float BAND = PLANE_EPSILON;
-
-// How far a box must clear a band edge before the box alone answers a side
-// test. The distance of a vertex inside differs from the box's bound only by
-// the rounding of a few double operations, far below this.
-constexpr double BOX_MARGIN = 1e-3;
-
-
-// A plane made ready for the box test: normal, absolute normal and distance
-// in double.
-struct CBoxPlane {
-    double Normal[3];
-    double Absolute[3];
-    double Distance;
-
-    explicit CBoxPlane(const CPlane& plane)
-        : Normal{plane.Normal.x, plane.Normal.y, plane.Normal.z},
-          Absolute{std::fabs(Normal[0]), std::fabs(Normal[1]), std::fabs(Normal[2])},
-          Distance(plane.Distance)
-    {
-    }
-};
-
 struct CFlatNode {
     CPlane Plane;
-    CBoxPlane Box;
     int32_t Front = -1; // child indices; -1 for a null child
     int32_t Back = -1;
     int32_t Leaf = -1; // index in CFlatTree::Leaves for a node with faces
@@ -45,7 +20,6 @@ struct CFlatNode {
 struct CFlatLeaf {
     CBuildNode* pNode;
     std::vector<CWallPlane> Walls; // one per face
-    std::vector<CBoxPlane> WallBoxes;
 };
 
 // The tree as arrays, root first, with each leaf's wall planes made once.
@@ -60,7 +34,7 @@ CFlatTree FlattenTree(CBuildNode* pRoot)
     if (!pRoot)
         return tree;
     std::vector<std::pair<CBuildNode*, int32_t>> pending{{pRoot, 0}};
-    tree.Nodes.push_back({pRoot->Plane, CBoxPlane(pRoot->Plane)});
+    tree.Nodes.push_back({pRoot->Plane});
     while (!pending.empty()) {
         const auto [pNode, index] = pending.back();
         pending.pop_back();
@@ -68,16 +42,14 @@ CFlatTree FlattenTree(CBuildNode* pRoot)
             tree.Nodes[static_cast<size_t>(index)].Leaf = static_cast<int32_t>(tree.Leaves.size());
             CFlatLeaf& leaf = tree.Leaves.emplace_back();
             leaf.pNode = pNode;
-            for (int32_t i = 0; i < pNode->FaceCount; ++i) {
+            for (int32_t i = 0; i < pNode->FaceCount; ++i)
                 leaf.Walls.push_back(WallPlane(&pNode->pFaces[i]));
-                leaf.WallBoxes.emplace_back(leaf.Walls.back().Plane);
-            }
         }
         for (CBuildNode* pChild : {pNode->pFront, pNode->pBack}) {
             if (!pChild)
                 continue;
             const int32_t child = static_cast<int32_t>(tree.Nodes.size());
-            tree.Nodes.push_back({pChild->Plane, CBoxPlane(pChild->Plane)});
+            tree.Nodes.push_back({pChild->Plane});
             CFlatNode& flat = tree.Nodes[static_cast<size_t>(index)];
             (pChild == pNode->pFront ? flat.Front : flat.Back) = child;
             pending.emplace_back(pChild, child);
@@ -86,65 +58,48 @@ CFlatTree FlattenTree(CBuildNode* pRoot)
     return tree;
 }
 
-// A polygon of the pool, with the centre and half size of the box round its
-// positions.
+// A polygon of the pool with its box. Chain is the newest of the links that
+// record where the descent cut it or passed it close to a plane; OnPlane
+// tells that it went through a node whose plane the array lay on.
 struct CFragment {
     uint32_t First;
     uint32_t Count;
-    double Centre[3];
-    double Half[3];
-};
-using CFragmentList = std::vector<CFragment>;
-
-// The lowest and highest distance that a vertex inside the box can have,
-// widened by BOX_MARGIN.
-struct CBoxRange {
-    double Low;
-    double High;
+    CPortalBox Box;
+    int32_t Chain;
+    bool bOnPlane;
 };
 
-CBoxRange BoxRange(const CBoxPlane& plane, const CFragment& fragment)
-{
-    const double centre = plane.Normal[0] * fragment.Centre[0] +
-                          plane.Normal[1] * fragment.Centre[1] +
-                          plane.Normal[2] * fragment.Centre[2] + plane.Distance;
-    const double reach = plane.Absolute[0] * fragment.Half[0] +
-                         plane.Absolute[1] * fragment.Half[1] +
-                         plane.Absolute[2] * fragment.Half[2] + BOX_MARGIN;
-    return {centre - reach, centre + reach};
-}
+// One node on a fragment's way down where its leaf search could turn off:
+// the fragment went to Side (FACE_FRONT or FACE_BACK) of the node's plane
+// without lying surely clear of the band. Links are shared by the pieces of
+// one fragment.
+struct CChainLink {
+    int32_t Node;
+    int32_t Side;
+    int32_t Previous; // -1 at the end
+};
 
-// What the box alone tells of the distances of all vertices inside it.
-enum class EBoxSide { Front, Back, On, Unknown };
+// What one node's plane makes of one fragment: the side that its box shows
+// (FACE_SPANNING when the box can't tell), and unless the box shows it on one
+// side, the distance of every vertex in the cutter's Distance buffer.
+struct CSideTest {
+    CBoxRange Range;
+    int32_t BoxSide;
+};
 
-EBoxSide BoxSide(const CBoxRange& range)
-{
-    // A NaN anywhere fails every comparison and leaves the vertices to decide.
-    if (range.Low > BAND)
-        return EBoxSide::Front;
-    if (range.High < -BAND)
-        return EBoxSide::Back;
-    if (range.Low > -BAND && range.High < BAND)
-        return EBoxSide::On;
-    return EBoxSide::Unknown;
-}
-
-EBoxSide BoxSide(const CBoxPlane& plane, const CFragment& fragment)
-{
-    return BoxSide(BoxRange(plane, fragment));
-}
-
-// One pending call of the descent, as in SplitThroughTree: an array that
-// lies on the node's plane runs through the back child and then, as it came
-// out, through the front child; any other is cut into a front and a back
-// array, and the result is the front's, then the back's.
+// One pending call of the descent, as in SplitThroughTree. Its input array
+// lies on top of the work stack. An array that lies on the node's plane runs
+// through the back child and then, as it came out, through the front child;
+// any other is cut into a back and a front array, and the result is the
+// front's, then the back's. Results gather in order on the output.
 struct CCall {
-    enum EStage { START, AFTER_COPLANAR_BACK, AFTER_COPLANAR_FRONT, AFTER_FRONT, AFTER_BACK };
+    enum EStage { START, AFTER_COPLANAR_BACK, AFTER_FRONT, DONE };
     int32_t Node;
     EStage Stage;
-    CFragmentList Input;
-    CFragmentList Back;
-    CFragmentList FrontResult;
+    uint32_t Begin; // the input's place on the work stack
+    uint32_t Count;
+    uint32_t OutStart;  // on the plane: where the back child's results begin
+    uint32_t BackCount; // cut: the back array, at Begin, waiting for its turn
 };
 
 // The leaves that AssignPortal finds for a fragment.
@@ -162,256 +117,313 @@ public:
     std::vector<CPortal> Cut(CPlane plane);
 
 private:
-    CFragment Store(const std::vector<CVertex>& vertices);
-    const float* Distances(const CPlane& plane, const CFragment& fragment);
-    bool IsCoplanar(const CFlatNode& node, const CFragment& fragment);
-    int32_t Classify(const CFlatNode& node, const CFragment& fragment);
-    void CutFragment(const CFlatNode& node, const CFragment& fragment, CFragmentList& front,
-                     CFragmentList& back);
-    CFragmentList Descend(CFragmentList fragments);
-    CFragmentList TakeList();
-    void Recycle(CFragmentList& list);
-    bool IsCovered(const CFragment& fragment, const CFlatLeaf& leaf);
+    CFragment Stored(uint32_t first, uint32_t count, int32_t chain, bool bOnPlane) const;
+    int32_t Link(int32_t node, int32_t side, int32_t previous);
+    CSideTest Test(const CPlane& plane, const CFragment& fragment);
+    bool IsCoplanar(const CSideTest& test, uint32_t count) const;
+    int32_t Classify(const CFlatNode& node, const CFragment& fragment) const;
+    void Pass(int32_t index, CFragment& fragment, int32_t side);
+    void CutFragment(int32_t index, const CFragment& fragment, const CSideTest& test);
+    void CutArray(CCall& call, const CSideTest& first);
+    void Enter(int32_t node, uint32_t begin, uint32_t count);
+    void Descend(const CFragment& base);
+    bool LiesOnSide(const CChainLink& link, const CFragment& fragment) const;
+    bool StaysInItsLeaf(const CFragment& fragment) const;
+    bool IsCovered(const CFragment& fragment, const CFlatLeaf& leaf) const;
     CFoundLeaves Assign(const CFragment& fragment);
 
     const CFlatTree& Tree;
     std::vector<CVertex> Pool;
+    std::vector<CChainLink> Links;
     std::vector<float> Distance;
-    std::vector<CVertex> FrontPiece;
-    std::vector<CVertex> BackPiece;
+    std::vector<CFragment> Work; // the input arrays of the pending calls
+    std::vector<CFragment> Out;  // the descent's results so far
+    std::vector<CFragment> FrontArray;
+    std::vector<CFragment> BackArray;
     std::vector<CCall> Calls;
-    std::vector<CFragmentList> Spare; // emptied arrays that keep their storage
     std::vector<int32_t> Pending;
     std::vector<int32_t> Reached; // leaves met by the search, in order
 };
 
-CFragment CPlaneCutter::Store(const std::vector<CVertex>& vertices)
+// The polygon of count vertices from first in the pool, as a fragment.
+CFragment CPlaneCutter::Stored(uint32_t first, uint32_t count, int32_t chain, bool bOnPlane) const
 {
-    CVector low = vertices[0].Position;
-    CVector high = low;
-    for (const CVertex& vertex : vertices) {
-        const CVector& p = vertex.Position;
-        low = CVector(std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z));
-        high = CVector(std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z));
-    }
-    CFragment fragment{static_cast<uint32_t>(Pool.size()),
-                       static_cast<uint32_t>(vertices.size()),
-                       {(double(low.x) + high.x) * 0.5, (double(low.y) + high.y) * 0.5,
-                        (double(low.z) + high.z) * 0.5},
-                       {(double(high.x) - low.x) * 0.5, (double(high.y) - low.y) * 0.5,
-                        (double(high.z) - low.z) * 0.5}};
-    Pool.insert(Pool.end(), vertices.begin(), vertices.end());
-    return fragment;
+    return {first, count, PolygonBox(&Pool[first], count), chain, bOnPlane};
 }
 
-const float* CPlaneCutter::Distances(const CPlane& plane, const CFragment& fragment)
+int32_t CPlaneCutter::Link(int32_t node, int32_t side, int32_t previous)
 {
-    Distance.resize(fragment.Count);
-    const CVertex* pVertices = &Pool[fragment.First];
-    for (uint32_t i = 0; i < fragment.Count; ++i)
-        Distance[i] = VertexDistance(plane, pVertices[i].Position);
-    return Distance.data();
+    Links.push_back({node, side, previous});
+    return static_cast<int32_t>(Links.size()) - 1;
 }
 
-// IsCoplanar of the clipping code.
-bool CPlaneCutter::IsCoplanar(const CFlatNode& node, const CFragment& fragment)
+CSideTest CPlaneCutter::Test(const CPlane& plane, const CFragment& fragment)
 {
-    const CPlane& plane = node.Plane;
-    switch (BoxSide(node.Box, fragment)) {
-    case EBoxSide::On:
-        return true;
-    case EBoxSide::Front:
-    case EBoxSide::Back:
-        return false;
-    default:
-        break;
+    const CBoxRange range = BoxRange(plane, fragment.Box);
+    const int32_t side = BoxSide(range, BOX_MARGIN);
+    if (side != FACE_FRONT && side != FACE_BACK) {
+        if (Distance.size() < fragment.Count)
+            Distance.resize(std::max<size_t>(fragment.Count, 2 * Distance.size()));
+        const CVertex* pVertices = &Pool[fragment.First];
+        for (uint32_t i = 0; i < fragment.Count; ++i)
+            Distance[i] = VertexDistance(plane, pVertices[i].Position);
     }
-    const float* d = Distances(plane, fragment);
-    return std::all_of(d, d + fragment.Count, [](float v) { return v >= -BAND && v <= BAND; });
+    return {range, side};
+}
+
+// IsCoplanar of the clipping code, on a test of count vertices.
+bool CPlaneCutter::IsCoplanar(const CSideTest& test, uint32_t count) const
+{
+    if (test.BoxSide != FACE_SPANNING)
+        return test.BoxSide == FACE_ON;
+    return std::all_of(Distance.data(), Distance.data() + count,
+                       [](float v) { return v >= -PLANE_EPSILON && v <= PLANE_EPSILON; });
 }
 
 // ClassifyFace of the clipping code.
-int32_t CPlaneCutter::Classify(const CFlatNode& node, const CFragment& fragment)
+int32_t CPlaneCutter::Classify(const CFlatNode& node, const CFragment& fragment) const
 {
-    const CPlane& plane = node.Plane;
-    switch (BoxSide(node.Box, fragment)) {
-    case EBoxSide::Front:
-        return FACE_FRONT;
-    case EBoxSide::Back:
-        return FACE_BACK;
-    case EBoxSide::On:
-        return FACE_ON;
-    default:
-        break;
-    }
-    const float* d = Distances(plane, fragment);
+    const int32_t side = BoxSide(BoxRange(node.Plane, fragment.Box), BOX_MARGIN);
+    if (side != FACE_SPANNING)
+        return side;
     bool bFront = false;
     bool bBack = false;
-    for (uint32_t i = 0; i < fragment.Count; ++i) {
-        bFront = bFront || d[i] > BAND;
-        bBack = bBack || d[i] < -BAND;
+    const CVertex* pVertices = &Pool[fragment.First];
+    for (uint32_t i = 0; i < fragment.Count && !(bFront && bBack); ++i) {
+        const float d = VertexDistance(node.Plane, pVertices[i].Position);
+        bFront = bFront || d > PLANE_EPSILON;
+        bBack = bBack || d < -PLANE_EPSILON;
     }
     if (bFront && bBack)
         return FACE_SPANNING;
     return bFront ? FACE_FRONT : bBack ? FACE_BACK : FACE_ON;
 }
 
-// SplitFace of the clipping code. A piece that would be an unchanged copy of
-// the fragment (every vertex on its side, no crossing) is the fragment
-// itself, handed on without a copy.
-void CPlaneCutter::CutFragment(const CFlatNode& node, const CFragment& fragment,
-                               CFragmentList& front, CFragmentList& back)
+// Records in the fragment's chain that it went to a side of node 'index'
+// (FACE_FRONT or FACE_BACK) on which its leaf search might not follow it:
+// where it never lay on a node's plane, isn't at a leaf, where the search
+// stops, and doesn't lie surely clear of the band.
+void CPlaneCutter::Pass(int32_t index, CFragment& fragment, int32_t side)
 {
-    const EBoxSide side = BoxSide(node.Box, fragment);
-    if (side == EBoxSide::Front || side == EBoxSide::Back) {
-        (side == EBoxSide::Front ? front : back).push_back(fragment);
+    if (!fragment.bOnPlane && Tree.Nodes[static_cast<size_t>(index)].Leaf < 0)
+        fragment.Chain = Link(index, side, fragment.Chain);
+}
+
+// SplitFace of the clipping code, by the plane of node 'index', into
+// FrontArray and BackArray. A piece that would be an unchanged copy of the
+// fragment (every vertex on its side, no crossing) is the fragment itself,
+// handed on without a copy. Unless the fragment went through a node whose
+// plane it lay on, each piece records the node in its chain where its leaf
+// search might leave the descent's way; a leaf's own cut doesn't count, as
+// the search stops at a leaf.
+void CPlaneCutter::CutFragment(int32_t index, const CFragment& fragment, const CSideTest& test)
+{
+    const CFlatNode& node = Tree.Nodes[static_cast<size_t>(index)];
+    auto handOn = [&](std::vector<CFragment>& array, int32_t side, bool bLink) {
+        CFragment& whole = array.emplace_back(fragment);
+        if (bLink)
+            Pass(index, whole, side);
+    };
+    if (test.BoxSide == FACE_FRONT || test.BoxSide == FACE_BACK) {
+        const bool bSure = BoxSide(test.Range, SURE_MARGIN) == test.BoxSide;
+        handOn(test.BoxSide == FACE_FRONT ? FrontArray : BackArray, test.BoxSide, !bSure);
         return;
     }
-    const CPlane& plane = node.Plane;
-    const float* d = Distances(plane, fragment);
+    const float* d = Distance.data();
     const uint32_t count = fragment.Count;
-    auto crosses = [&](uint32_t i) {
-        const float d1 = d[(i + 1) % count];
-        return (d[i] > BAND && d1 < -BAND) || (d[i] < -BAND && d1 > BAND);
-    };
     uint32_t frontCount = 0; // vertices of the input in each piece
     uint32_t backCount = 0;
     uint32_t crossings = 0;
-    for (uint32_t i = 0; i < count; ++i) {
-        frontCount += d[i] > -BAND ? 1 : 0;
-        backCount += d[i] < BAND ? 1 : 0;
-        crossings += crosses(i) ? 1 : 0;
+    for (uint32_t i = 0, next = 1; i < count; ++i, next = next + 1 == count ? 0 : next + 1) {
+        frontCount += d[i] > -PLANE_EPSILON ? 1 : 0;
+        backCount += d[i] < PLANE_EPSILON ? 1 : 0;
+        crossings += (d[i] > PLANE_EPSILON && d[next] < -PLANE_EPSILON) ||
+                             (d[i] < -PLANE_EPSILON && d[next] > PLANE_EPSILON)
+                         ? 1
+                         : 0;
     }
     // With every vertex on a piece's side there is nothing across the band to
     // cross to, so no crossing either: the piece is the fragment.
-    const bool bFrontWhole = frontCount == count;
-    const bool bBackWhole = backCount == count;
+    if (frontCount == count)
+        handOn(FrontArray, FACE_FRONT, true);
+    if (backCount == count)
+        handOn(BackArray, FACE_BACK, true);
+    // Pieces of 2 or fewer vertices are lost, as SplitFace drops them.
+    const uint32_t frontSize = frontCount < count && frontCount + crossings > 2 ? frontCount + crossings : 0;
+    const uint32_t backSize = backCount < count && backCount + crossings > 2 ? backCount + crossings : 0;
+    if (frontSize + backSize == 0)
+        return;
 
-    FrontPiece.clear();
-    BackPiece.clear();
-    for (uint32_t i = 0; i < count && !(bFrontWhole && bBackWhole); ++i) {
-        const CVertex& a = Pool[fragment.First + i];
-        if (d[i] > -BAND)
-            FrontPiece.push_back(a);
-        if (d[i] < BAND)
-            BackPiece.push_back(a);
-        if (crosses(i)) {
-            const CVertex crossing = CrossingVertex(plane, a, Pool[fragment.First + (i + 1) % count]);
-            FrontPiece.push_back(crossing);
-            BackPiece.push_back(crossing);
+    // Both pieces are written straight into the pool, the front piece first.
+    const size_t at = Pool.size();
+    Pool.resize(at + frontSize + backSize);
+    const CVertex* pIn = Pool.data() + fragment.First;
+    CVertex* pFront = Pool.data() + at;
+    CVertex* pBack = pFront + frontSize;
+    uint32_t nFront = 0;
+    uint32_t nBack = 0;
+    for (uint32_t i = 0, next = 1; i < count; ++i, next = next + 1 == count ? 0 : next + 1) {
+        if (d[i] > -PLANE_EPSILON && frontSize)
+            pFront[nFront++] = pIn[i];
+        if (d[i] < PLANE_EPSILON && backSize)
+            pBack[nBack++] = pIn[i];
+        if ((d[i] > PLANE_EPSILON && d[next] < -PLANE_EPSILON) ||
+            (d[i] < -PLANE_EPSILON && d[next] > PLANE_EPSILON)) {
+            const CVertex crossing = CrossingVertex(node.Plane, pIn[i], pIn[next]);
+            if (frontSize)
+                pFront[nFront++] = crossing;
+            if (backSize)
+                pBack[nBack++] = crossing;
         }
     }
-    // Pieces of 2 or fewer vertices are lost, as SplitFace drops them.
-    if (bFrontWhole)
-        front.push_back(fragment);
-    else if (frontCount + crossings > 2)
-        front.push_back(Store(FrontPiece));
-    if (bBackWhole)
-        back.push_back(fragment);
-    else if (backCount + crossings > 2)
-        back.push_back(Store(BackPiece));
+    if (frontSize) {
+        FrontArray.push_back(Stored(uint32_t(at), frontSize, fragment.Chain, fragment.bOnPlane));
+        Pass(index, FrontArray.back(), FACE_FRONT);
+    }
+    if (backSize) {
+        BackArray.push_back(
+            Stored(uint32_t(at + frontSize), backSize, fragment.Chain, fragment.bOnPlane));
+        Pass(index, BackArray.back(), FACE_BACK);
+    }
 }
 
-CFragmentList CPlaneCutter::TakeList()
+// Cuts the call's input and leaves the back array at its place on the work
+// stack with the front array above it. The first fragment's test is made.
+void CPlaneCutter::CutArray(CCall& call, const CSideTest& first)
 {
-    if (Spare.empty())
-        return {};
-    CFragmentList list = std::move(Spare.back());
-    Spare.pop_back();
-    return list;
+    FrontArray.clear();
+    BackArray.clear();
+    const CPlane& plane = Tree.Nodes[static_cast<size_t>(call.Node)].Plane;
+    for (uint32_t i = 0; i < call.Count; ++i) {
+        const CFragment& fragment = Work[call.Begin + i];
+        CutFragment(call.Node, fragment, i == 0 ? first : Test(plane, fragment));
+    }
+    Work.resize(call.Begin);
+    Work.insert(Work.end(), BackArray.begin(), BackArray.end());
+    Work.insert(Work.end(), FrontArray.begin(), FrontArray.end());
+    call.BackCount = static_cast<uint32_t>(BackArray.size());
 }
 
-void CPlaneCutter::Recycle(CFragmentList& list)
+// A call on the array on top of the work stack. With no node or no
+// fragments the array is the result at once.
+void CPlaneCutter::Enter(int32_t node, uint32_t begin, uint32_t count)
 {
-    if (list.capacity() == 0)
+    if (node < 0 || count == 0) {
+        Out.insert(Out.end(), Work.begin() + begin, Work.end());
+        Work.resize(begin);
         return;
-    list.clear();
-    Spare.push_back(std::move(list));
-    list = CFragmentList();
+    }
+    Calls.push_back({node, CCall::START, begin, count, 0, 0});
 }
 
-// SplitThroughTree from the root, on its own stack. The arrays' storage goes
-// round through Spare instead of back to the heap.
-CFragmentList CPlaneCutter::Descend(CFragmentList fragments)
+// SplitThroughTree from the root, on its own stack; the fragments that come
+// out stand in Out, in order.
+void CPlaneCutter::Descend(const CFragment& base)
 {
-    CFragmentList result;
+    Work.assign(1, base);
+    Out.clear();
     Calls.clear();
-    // The input may be 'result' itself.
-    auto call = [&](int32_t child, CFragmentList&& input) {
-        if (child < 0 || input.empty()) {
-            if (&input != &result) {
-                Recycle(result);
-                result = std::move(input);
-            }
-            return;
-        }
-        CCall& added = Calls.emplace_back();
-        added.Node = child;
-        added.Stage = CCall::START;
-        added.Input = std::move(input);
-    };
-    auto finish = [&](CCall& done) {
-        Recycle(done.Input);
-        Recycle(done.Back);
-        Recycle(done.FrontResult);
-        Calls.pop_back();
-    };
-
-    call(Tree.Nodes.empty() ? -1 : 0, std::move(fragments));
+    Enter(Tree.Nodes.empty() ? -1 : 0, 0, 1);
     while (!Calls.empty()) {
-        CCall& at = Calls.back(); // valid until the next call()
+        CCall& at = Calls.back(); // valid until the next Enter
         const CFlatNode& node = Tree.Nodes[static_cast<size_t>(at.Node)];
         switch (at.Stage) {
-        case CCall::START:
+        case CCall::START: {
             // Only the first fragment decides whether the array lies on the plane.
-            if (IsCoplanar(node, at.Input[0])) {
+            const CSideTest first = Test(node.Plane, Work[at.Begin]);
+            const bool bWhole = first.BoxSide == FACE_FRONT || first.BoxSide == FACE_BACK;
+            if (at.Count == 1 && bWhole) {
+                // A lone fragment on one side: the call goes on with the child
+                // on that side, as if it had been made there.
+                CFragment& fragment = Work[at.Begin];
+                if (BoxSide(first.Range, SURE_MARGIN) != first.BoxSide)
+                    Pass(at.Node, fragment, first.BoxSide);
+                at.Node = first.BoxSide == FACE_FRONT ? node.Front : node.Back;
+                if (at.Node < 0) {
+                    Out.push_back(fragment);
+                    Work.pop_back();
+                    Calls.pop_back();
+                }
+            } else if (IsCoplanar(first, Work[at.Begin].Count)) {
+                for (uint32_t i = 0; i < at.Count; ++i)
+                    Work[at.Begin + i].bOnPlane = true;
                 at.Stage = CCall::AFTER_COPLANAR_BACK;
-                CFragmentList input = std::move(at.Input);
-                call(node.Back, std::move(input));
+                at.OutStart = static_cast<uint32_t>(Out.size());
+                Enter(node.Back, at.Begin, at.Count);
             } else {
-                CFragmentList front = TakeList();
-                at.Back = TakeList();
-                for (const CFragment& fragment : at.Input)
-                    CutFragment(node, fragment, front, at.Back);
-                Recycle(at.Input);
+                CutArray(at, first);
                 at.Stage = CCall::AFTER_FRONT;
-                call(node.Front, std::move(front));
+                Enter(node.Front, at.Begin + at.BackCount,
+                      static_cast<uint32_t>(Work.size()) - at.Begin - at.BackCount);
             }
             break;
-        case CCall::AFTER_COPLANAR_BACK:
-            at.Stage = CCall::AFTER_COPLANAR_FRONT;
-            call(node.Front, std::move(result));
-            break;
-        case CCall::AFTER_COPLANAR_FRONT:
-            finish(at);
-            break;
-        case CCall::AFTER_FRONT: {
-            at.FrontResult = std::move(result);
-            result = CFragmentList();
-            at.Stage = CCall::AFTER_BACK;
-            CFragmentList back = std::move(at.Back);
-            call(node.Back, std::move(back));
+        }
+        case CCall::AFTER_COPLANAR_BACK: {
+            // What came out of the back child goes whole into the front child.
+            const uint32_t count = static_cast<uint32_t>(Out.size()) - at.OutStart;
+            Work.insert(Work.end(), Out.begin() + at.OutStart, Out.end());
+            Out.resize(at.OutStart);
+            at.Stage = CCall::DONE;
+            Enter(node.Front, at.Begin, count);
             break;
         }
-        case CCall::AFTER_BACK:
-            at.FrontResult.insert(at.FrontResult.end(), result.begin(), result.end());
-            std::swap(result, at.FrontResult);
-            finish(at);
+        case CCall::AFTER_FRONT:
+            at.Stage = CCall::DONE;
+            Enter(node.Back, at.Begin, at.BackCount);
+            break;
+        case CCall::DONE:
+            Calls.pop_back();
             break;
         }
     }
-    return result;
 }
 
-bool CPlaneCutter::IsCovered(const CFragment& fragment, const CFlatLeaf& leaf)
+// Classify(node, fragment) == link.Side. Where the box shows that no vertex
+// lies beyond the band on the other side, one vertex beyond it on this side
+// settles it.
+bool CPlaneCutter::LiesOnSide(const CChainLink& link, const CFragment& fragment) const
+{
+    const CFlatNode& node = Tree.Nodes[static_cast<size_t>(link.Node)];
+    const CBoxRange range = BoxRange(node.Plane, fragment.Box);
+    const int32_t boxSide = BoxSide(range, BOX_MARGIN);
+    if (boxSide != FACE_SPANNING)
+        return boxSide == link.Side;
+    const bool bFront = link.Side == FACE_FRONT;
+    if (bFront ? range.Low - BOX_MARGIN <= -PLANE_EPSILON : range.High + BOX_MARGIN >= PLANE_EPSILON)
+        return Classify(node, fragment) == link.Side;
+    const CVertex* pVertices = &Pool[fragment.First];
+    for (uint32_t i = 0; i < fragment.Count; ++i) {
+        const float d = VertexDistance(node.Plane, pVertices[i].Position);
+        if (bFront ? d > PLANE_EPSILON : d < -PLANE_EPSILON)
+            return true;
+    }
+    return false;
+}
+
+// True when the leaf search of a fragment that never lay on a node's plane
+// surely follows the descent's way, so that it meets one leaf at most. Off
+// its chain the fragment's box cleared the band by SURE_MARGIN, which the
+// small pieces cut from it later keep; on its chain it must lie on the side
+// it was sent to, not on the plane, from which the search would branch.
+bool CPlaneCutter::StaysInItsLeaf(const CFragment& fragment) const
+{
+    if (fragment.bOnPlane)
+        return false;
+    for (int32_t i = fragment.Chain; i >= 0; i = Links[static_cast<size_t>(i)].Previous) {
+        if (!LiesOnSide(Links[static_cast<size_t>(i)], fragment))
+            return false;
+    }
+    return true;
+}
+bool CPlaneCutter::IsCovered(const CFragment& fragment, const CFlatLeaf& leaf) const
 {
     for (size_t i = 0; i < leaf.Walls.size(); ++i) {
         const CWallPlane& wall = leaf.Walls[i];
         if (!wall.bUsable)
             continue;
         // Off the wall's plane: the box shows it for most walls.
-        const EBoxSide side = BoxSide(leaf.WallBoxes[i], fragment);
-        if (side == EBoxSide::Front || side == EBoxSide::Back)
+        const int32_t side = BoxSide(BoxRange(wall.Plane, fragment.Box), BOX_MARGIN);
+        if (side == FACE_FRONT || side == FACE_BACK)
             continue;
         if (WallCovers(&Pool[fragment.First], static_cast<int32_t>(fragment.Count),
                        &leaf.pNode->pFaces[i], wall.Plane))
@@ -479,14 +491,18 @@ std::vector<CPortal> CPlaneCutter::Cut(CPlane plane)
     CLeafFace base;
     MakeBaseFace(g_fBaseFaceSize, plane, &base);
     Pool.clear();
+    Links.clear();
     std::vector<CPortal> kept;
     if (!base.pVertices)
         return kept;
-    const std::vector<CVertex> square(base.pVertices, base.pVertices + base.VertexCount);
+    Pool.assign(base.pVertices, base.pVertices + base.VertexCount);
     FreeFace(&base);
 
+    Descend(Stored(0, static_cast<uint32_t>(Pool.size()), -1, false));
     const uint32_t colour = PortalColour();
-    for (const CFragment& fragment : Descend({Store(square)})) {
+    for (const CFragment& fragment : Out) {
+        if (StaysInItsLeaf(fragment))
+            continue;
         const CFoundLeaves found = Assign(fragment);
         if (found.NodeCount != 2)
             continue;
@@ -535,7 +551,7 @@ bool WallCovers(const CVertex* pVertices, int32_t count, const CLeafFace* pFace,
         return false;
     for (int32_t j = 0; j < count; ++j) {
         const float d = VertexDistance(facePlane, pVertices[j].Position);
-        if (d < -BAND || d > BAND)
+        if (d < -PLANE_EPSILON || d > PLANE_EPSILON)
             return false;
     }
     const int32_t edges = pFace->VertexCount;
@@ -544,7 +560,7 @@ bool WallCovers(const CVertex* pVertices, int32_t count, const CLeafFace* pFace,
         const CVector& b = pFace->pVertices[(i + 1) % edges].Position;
         const CPlane edgePlane(a, a - facePlane.Normal, b);
         for (int32_t j = 0; j < count; ++j) {
-            if (VertexDistance(edgePlane, pVertices[j].Position) > BAND)
+            if (VertexDistance(edgePlane, pVertices[j].Position) > PLANE_EPSILON)
                 return false;
         }
     }
