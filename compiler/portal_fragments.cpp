@@ -3,64 +3,16 @@
 #include "compiler/clip.h"
 #include "compiler/parallel_for.h"
 #include "compiler/portal_box.h"
+#include "compiler/portal_flat_tree.h"
 #include "compiler/progress.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace {
 
-struct CFlatNode {
-    CPlane Plane;
-    int32_t Front = -1; // child indices; -1 for a null child
-    int32_t Back = -1;
-    int32_t Leaf = -1; // index in CFlatTree::Leaves for a node with faces
-};
-
-struct CFlatLeaf {
-    CBuildNode* pNode;
-    std::vector<CWallPlane> Walls; // one per face
-};
-
-// The tree as arrays, root first, with each leaf's wall planes made once.
-struct CFlatTree {
-    std::vector<CFlatNode> Nodes;
-    std::vector<CFlatLeaf> Leaves;
-};
-
-CFlatTree FlattenTree(CBuildNode* pRoot)
-{
-    CFlatTree tree;
-    if (!pRoot)
-        return tree;
-    std::vector<std::pair<CBuildNode*, int32_t>> pending{{pRoot, 0}};
-    tree.Nodes.push_back({pRoot->Plane});
-    while (!pending.empty()) {
-        const auto [pNode, index] = pending.back();
-        pending.pop_back();
-        if (pNode->IsLeaf()) {
-            tree.Nodes[static_cast<size_t>(index)].Leaf = static_cast<int32_t>(tree.Leaves.size());
-            CFlatLeaf& leaf = tree.Leaves.emplace_back();
-            leaf.pNode = pNode;
-            for (int32_t i = 0; i < pNode->FaceCount; ++i)
-                leaf.Walls.push_back(WallPlane(&pNode->pFaces[i]));
-        }
-        for (CBuildNode* pChild : {pNode->pFront, pNode->pBack}) {
-            if (!pChild)
-                continue;
-            const int32_t child = static_cast<int32_t>(tree.Nodes.size());
-            tree.Nodes.push_back({pChild->Plane});
-            CFlatNode& flat = tree.Nodes[static_cast<size_t>(index)];
-            (pChild == pNode->pFront ? flat.Front : flat.Back) = child;
-            pending.emplace_back(pChild, child);
-        }
-    }
-    return tree;
-}
-
 // A polygon of the pool with its box. Chain is the newest of the links that
-// record where the descent cut it or passed it close to a plane; OnPlane
-// tells that it went through a node whose plane the array lay on.
+// record where the descent cut it or passed it close to a plane; bOnPlane
+// tells that it went through a node whose plane its array lay on.
 struct CFragment {
     uint32_t First;
     uint32_t Count;
@@ -74,7 +26,7 @@ struct CFragment {
 // without lying surely clear of the band. Links are shared by the pieces of
 // one fragment.
 struct CChainLink {
-    int32_t Node;
+    CPlane Plane; // the node's
     int32_t Side;
     int32_t Previous; // -1 at the end
 };
@@ -121,7 +73,7 @@ private:
     int32_t Link(int32_t node, int32_t side, int32_t previous);
     CSideTest Test(const CPlane& plane, const CFragment& fragment);
     bool IsCoplanar(const CSideTest& test, uint32_t count) const;
-    int32_t Classify(const CFlatNode& node, const CFragment& fragment) const;
+    int32_t Classify(const CPlane& plane, const CFragment& fragment) const;
     void Pass(int32_t index, CFragment& fragment, int32_t side);
     void CutFragment(int32_t index, const CFragment& fragment, const CSideTest& test);
     void CutArray(CCall& call, const CSideTest& first);
@@ -153,7 +105,7 @@ CFragment CPlaneCutter::Stored(uint32_t first, uint32_t count, int32_t chain, bo
 
 int32_t CPlaneCutter::Link(int32_t node, int32_t side, int32_t previous)
 {
-    Links.push_back({node, side, previous});
+    Links.push_back({Tree.Nodes[static_cast<size_t>(node)].Plane, side, previous});
     return static_cast<int32_t>(Links.size()) - 1;
 }
 
@@ -181,16 +133,16 @@ bool CPlaneCutter::IsCoplanar(const CSideTest& test, uint32_t count) const
 }
 
 // ClassifyFace of the clipping code.
-int32_t CPlaneCutter::Classify(const CFlatNode& node, const CFragment& fragment) const
+int32_t CPlaneCutter::Classify(const CPlane& plane, const CFragment& fragment) const
 {
-    const int32_t side = BoxSide(BoxRange(node.Plane, fragment.Box), BOX_MARGIN);
+    const int32_t side = BoxSide(BoxRange(plane, fragment.Box), BOX_MARGIN);
     if (side != FACE_SPANNING)
         return side;
     bool bFront = false;
     bool bBack = false;
     const CVertex* pVertices = &Pool[fragment.First];
     for (uint32_t i = 0; i < fragment.Count && !(bFront && bBack); ++i) {
-        const float d = VertexDistance(node.Plane, pVertices[i].Position);
+        const float d = VertexDistance(plane, pVertices[i].Position);
         bFront = bFront || d > PLANE_EPSILON;
         bBack = bBack || d < -PLANE_EPSILON;
     }
@@ -200,12 +152,15 @@ int32_t CPlaneCutter::Classify(const CFlatNode& node, const CFragment& fragment)
 }
 
 // Records in the fragment's chain that it went to a side of node 'index'
-// (FACE_FRONT or FACE_BACK) on which its leaf search might not follow it:
-// where it never lay on a node's plane, isn't at a leaf, where the search
-// stops, and doesn't lie surely clear of the band.
+// (FACE_FRONT or FACE_BACK) on which its leaf search might not follow it.
+// Nothing is recorded for a fragment that lay on a node's plane (its search
+// is made in full), at a leaf (where the search stops), or below a node
+// with the same plane that it passed on the same side: what was recorded or
+// made sure there holds here.
 void CPlaneCutter::Pass(int32_t index, CFragment& fragment, int32_t side)
 {
-    if (!fragment.bOnPlane && Tree.Nodes[static_cast<size_t>(index)].Leaf < 0)
+    const CFlatNode& node = Tree.Nodes[static_cast<size_t>(index)];
+    if (!fragment.bOnPlane && node.Leaf < 0 && node.SameSide != side)
         fragment.Chain = Link(index, side, fragment.Chain);
 }
 
@@ -383,17 +338,16 @@ void CPlaneCutter::Descend(const CFragment& base)
 // settles it.
 bool CPlaneCutter::LiesOnSide(const CChainLink& link, const CFragment& fragment) const
 {
-    const CFlatNode& node = Tree.Nodes[static_cast<size_t>(link.Node)];
-    const CBoxRange range = BoxRange(node.Plane, fragment.Box);
+    const CBoxRange range = BoxRange(link.Plane, fragment.Box);
     const int32_t boxSide = BoxSide(range, BOX_MARGIN);
     if (boxSide != FACE_SPANNING)
         return boxSide == link.Side;
     const bool bFront = link.Side == FACE_FRONT;
     if (bFront ? range.Low - BOX_MARGIN <= -PLANE_EPSILON : range.High + BOX_MARGIN >= PLANE_EPSILON)
-        return Classify(node, fragment) == link.Side;
+        return Classify(link.Plane, fragment) == link.Side;
     const CVertex* pVertices = &Pool[fragment.First];
     for (uint32_t i = 0; i < fragment.Count; ++i) {
-        const float d = VertexDistance(node.Plane, pVertices[i].Position);
+        const float d = VertexDistance(link.Plane, pVertices[i].Position);
         if (bFront ? d > PLANE_EPSILON : d < -PLANE_EPSILON)
             return true;
     }
@@ -452,7 +406,7 @@ CFoundLeaves CPlaneCutter::Assign(const CFragment& fragment)
         const CFlatNode& node = Tree.Nodes[static_cast<size_t>(index)];
         if (node.Leaf < 0) {
             // The back child is pushed last, so its subtree is searched first.
-            switch (Classify(node, fragment)) {
+            switch (Classify(node.Plane, fragment)) {
             case FACE_BACK:
                 Pending.push_back(node.Back);
                 break;
@@ -571,7 +525,7 @@ std::vector<std::vector<CPortal>> MakePlaneBlocks(const CPlane* pPlanes, int32_t
                                                   CBuildNode* pRoot, int32_t threads,
                                                   CProgress* pProgress)
 {
-    const CFlatTree tree = FlattenTree(pRoot);
+    const CFlatTree tree = MakeFlatTree(pRoot);
     const int64_t total = 2 * static_cast<int64_t>(std::max(planeCount, 0));
     std::vector<std::vector<CPortal>> blocks(static_cast<size_t>(total));
 
