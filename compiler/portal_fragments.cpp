@@ -69,17 +69,18 @@ public:
     std::vector<CPortal> Cut(CPlane plane);
 
 private:
-    CFragment Stored(uint32_t first, uint32_t count, int32_t chain, bool bOnPlane) const;
+    CFragment Stored(uint32_t first, uint32_t count, const CFragment& from) const;
     int32_t Link(int32_t node, int32_t side, int32_t previous);
     CSideTest Test(const CPlane& plane, const CFragment& fragment);
     bool IsCoplanar(const CSideTest& test, uint32_t count) const;
     int32_t Classify(const CPlane& plane, const CFragment& fragment) const;
     void Pass(int32_t index, CFragment& fragment, int32_t side);
+    void PassBeside(int32_t index, CFragment& fragment, const CSideTest& test);
     void CutFragment(int32_t index, const CFragment& fragment, const CSideTest& test);
     void CutArray(CCall& call, const CSideTest& first);
     void Enter(int32_t node, uint32_t begin, uint32_t count);
+    void Start(CCall& call);
     void Descend(const CFragment& base);
-    bool LiesOnSide(const CChainLink& link, const CFragment& fragment) const;
     bool StaysInItsLeaf(const CFragment& fragment) const;
     bool IsCovered(const CFragment& fragment, const CFlatLeaf& leaf) const;
     CFoundLeaves Assign(const CFragment& fragment);
@@ -97,10 +98,11 @@ private:
     std::vector<int32_t> Reached; // leaves met by the search, in order
 };
 
-// The polygon of count vertices from first in the pool, as a fragment.
-CFragment CPlaneCutter::Stored(uint32_t first, uint32_t count, int32_t chain, bool bOnPlane) const
+// The polygon of count vertices from first in the pool, as a fragment with
+// the chain and flag of the fragment it was cut from.
+CFragment CPlaneCutter::Stored(uint32_t first, uint32_t count, const CFragment& from) const
 {
-    return {first, count, PolygonBox(&Pool[first], count), chain, bOnPlane};
+    return {first, count, PolygonBox(&Pool[first], count), from.Chain, from.bOnPlane};
 }
 
 int32_t CPlaneCutter::Link(int32_t node, int32_t side, int32_t previous)
@@ -164,6 +166,14 @@ void CPlaneCutter::Pass(int32_t index, CFragment& fragment, int32_t side)
         fragment.Chain = Link(index, side, fragment.Chain);
 }
 
+// Pass for a fragment whose box shows it on one side of the plane; nothing
+// is recorded where the box clears the band by SURE_MARGIN.
+void CPlaneCutter::PassBeside(int32_t index, CFragment& fragment, const CSideTest& test)
+{
+    if (BoxSide(test.Range, SURE_MARGIN) != test.BoxSide)
+        Pass(index, fragment, test.BoxSide);
+}
+
 // SplitFace of the clipping code, by the plane of node 'index', into
 // FrontArray and BackArray. A piece that would be an unchanged copy of the
 // fragment (every vertex on its side, no crossing) is the fragment itself,
@@ -173,73 +183,64 @@ void CPlaneCutter::Pass(int32_t index, CFragment& fragment, int32_t side)
 // the search stops at a leaf.
 void CPlaneCutter::CutFragment(int32_t index, const CFragment& fragment, const CSideTest& test)
 {
-    const CFlatNode& node = Tree.Nodes[static_cast<size_t>(index)];
-    auto handOn = [&](std::vector<CFragment>& array, int32_t side, bool bLink) {
-        CFragment& whole = array.emplace_back(fragment);
-        if (bLink)
-            Pass(index, whole, side);
-    };
     if (test.BoxSide == FACE_FRONT || test.BoxSide == FACE_BACK) {
-        const bool bSure = BoxSide(test.Range, SURE_MARGIN) == test.BoxSide;
-        handOn(test.BoxSide == FACE_FRONT ? FrontArray : BackArray, test.BoxSide, !bSure);
+        PassBeside(index, (test.BoxSide == FACE_FRONT ? FrontArray : BackArray).emplace_back(fragment),
+                   test);
         return;
     }
     const float* d = Distance.data();
     const uint32_t count = fragment.Count;
+    auto next = [count](uint32_t i) { return i + 1 == count ? 0 : i + 1; };
+    auto crosses = [&](uint32_t i) {
+        const float d1 = d[next(i)];
+        return (d[i] > PLANE_EPSILON && d1 < -PLANE_EPSILON) ||
+               (d[i] < -PLANE_EPSILON && d1 > PLANE_EPSILON);
+    };
     uint32_t frontCount = 0; // vertices of the input in each piece
     uint32_t backCount = 0;
     uint32_t crossings = 0;
-    for (uint32_t i = 0, next = 1; i < count; ++i, next = next + 1 == count ? 0 : next + 1) {
+    for (uint32_t i = 0; i < count; ++i) {
         frontCount += d[i] > -PLANE_EPSILON ? 1 : 0;
         backCount += d[i] < PLANE_EPSILON ? 1 : 0;
-        crossings += (d[i] > PLANE_EPSILON && d[next] < -PLANE_EPSILON) ||
-                             (d[i] < -PLANE_EPSILON && d[next] > PLANE_EPSILON)
-                         ? 1
-                         : 0;
+        crossings += crosses(i) ? 1 : 0;
     }
     // With every vertex on a piece's side there is nothing across the band to
     // cross to, so no crossing either: the piece is the fragment.
     if (frontCount == count)
-        handOn(FrontArray, FACE_FRONT, true);
+        Pass(index, FrontArray.emplace_back(fragment), FACE_FRONT);
     if (backCount == count)
-        handOn(BackArray, FACE_BACK, true);
+        Pass(index, BackArray.emplace_back(fragment), FACE_BACK);
     // Pieces of 2 or fewer vertices are lost, as SplitFace drops them.
-    const uint32_t frontSize = frontCount < count && frontCount + crossings > 2 ? frontCount + crossings : 0;
-    const uint32_t backSize = backCount < count && backCount + crossings > 2 ? backCount + crossings : 0;
+    auto size = [&](uint32_t kept) { return kept < count && kept + crossings > 2 ? kept + crossings : 0; };
+    const uint32_t frontSize = size(frontCount);
+    const uint32_t backSize = size(backCount);
     if (frontSize + backSize == 0)
         return;
 
     // Both pieces are written straight into the pool, the front piece first.
-    const size_t at = Pool.size();
+    const uint32_t at = static_cast<uint32_t>(Pool.size());
     Pool.resize(at + frontSize + backSize);
     const CVertex* pIn = Pool.data() + fragment.First;
     CVertex* pFront = Pool.data() + at;
     CVertex* pBack = pFront + frontSize;
-    uint32_t nFront = 0;
-    uint32_t nBack = 0;
-    for (uint32_t i = 0, next = 1; i < count; ++i, next = next + 1 == count ? 0 : next + 1) {
+    const CPlane& plane = Tree.Nodes[static_cast<size_t>(index)].Plane;
+    for (uint32_t i = 0; i < count; ++i) {
         if (d[i] > -PLANE_EPSILON && frontSize)
-            pFront[nFront++] = pIn[i];
+            *pFront++ = pIn[i];
         if (d[i] < PLANE_EPSILON && backSize)
-            pBack[nBack++] = pIn[i];
-        if ((d[i] > PLANE_EPSILON && d[next] < -PLANE_EPSILON) ||
-            (d[i] < -PLANE_EPSILON && d[next] > PLANE_EPSILON)) {
-            const CVertex crossing = CrossingVertex(node.Plane, pIn[i], pIn[next]);
+            *pBack++ = pIn[i];
+        if (crosses(i)) {
+            const CVertex crossing = CrossingVertex(plane, pIn[i], pIn[next(i)]);
             if (frontSize)
-                pFront[nFront++] = crossing;
+                *pFront++ = crossing;
             if (backSize)
-                pBack[nBack++] = crossing;
+                *pBack++ = crossing;
         }
     }
-    if (frontSize) {
-        FrontArray.push_back(Stored(uint32_t(at), frontSize, fragment.Chain, fragment.bOnPlane));
-        Pass(index, FrontArray.back(), FACE_FRONT);
-    }
-    if (backSize) {
-        BackArray.push_back(
-            Stored(uint32_t(at + frontSize), backSize, fragment.Chain, fragment.bOnPlane));
-        Pass(index, BackArray.back(), FACE_BACK);
-    }
+    if (frontSize)
+        Pass(index, FrontArray.emplace_back(Stored(at, frontSize, fragment)), FACE_FRONT);
+    if (backSize)
+        Pass(index, BackArray.emplace_back(Stored(at + frontSize, backSize, fragment)), FACE_BACK);
 }
 
 // Cuts the call's input and leaves the back array at its place on the work
@@ -271,6 +272,38 @@ void CPlaneCutter::Enter(int32_t node, uint32_t begin, uint32_t count)
     Calls.push_back({node, CCall::START, begin, count, 0, 0});
 }
 
+// The first step of a call: a lone fragment on one side of the plane goes on
+// to the child there, as if the call had been made with it; an array that
+// lies on the plane goes to the back child; any other is cut.
+void CPlaneCutter::Start(CCall& call)
+{
+    const CFlatNode& node = Tree.Nodes[static_cast<size_t>(call.Node)];
+    // Only the first fragment decides whether the array lies on the plane.
+    const CSideTest first = Test(node.Plane, Work[call.Begin]);
+    const bool bBeside = first.BoxSide == FACE_FRONT || first.BoxSide == FACE_BACK;
+    if (call.Count == 1 && bBeside) {
+        CFragment& fragment = Work[call.Begin];
+        PassBeside(call.Node, fragment, first);
+        call.Node = first.BoxSide == FACE_FRONT ? node.Front : node.Back;
+        if (call.Node < 0) {
+            Out.push_back(fragment);
+            Work.pop_back();
+            Calls.pop_back();
+        }
+    } else if (IsCoplanar(first, Work[call.Begin].Count)) {
+        for (uint32_t i = 0; i < call.Count; ++i)
+            Work[call.Begin + i].bOnPlane = true;
+        call.Stage = CCall::AFTER_COPLANAR_BACK;
+        call.OutStart = static_cast<uint32_t>(Out.size());
+        Enter(node.Back, call.Begin, call.Count);
+    } else {
+        CutArray(call, first);
+        call.Stage = CCall::AFTER_FRONT;
+        Enter(node.Front, call.Begin + call.BackCount,
+              static_cast<uint32_t>(Work.size()) - call.Begin - call.BackCount);
+    }
+}
+
 // SplitThroughTree from the root, on its own stack; the fragments that come
 // out stand in Out, in order.
 void CPlaneCutter::Descend(const CFragment& base)
@@ -283,36 +316,9 @@ void CPlaneCutter::Descend(const CFragment& base)
         CCall& at = Calls.back(); // valid until the next Enter
         const CFlatNode& node = Tree.Nodes[static_cast<size_t>(at.Node)];
         switch (at.Stage) {
-        case CCall::START: {
-            // Only the first fragment decides whether the array lies on the plane.
-            const CSideTest first = Test(node.Plane, Work[at.Begin]);
-            const bool bWhole = first.BoxSide == FACE_FRONT || first.BoxSide == FACE_BACK;
-            if (at.Count == 1 && bWhole) {
-                // A lone fragment on one side: the call goes on with the child
-                // on that side, as if it had been made there.
-                CFragment& fragment = Work[at.Begin];
-                if (BoxSide(first.Range, SURE_MARGIN) != first.BoxSide)
-                    Pass(at.Node, fragment, first.BoxSide);
-                at.Node = first.BoxSide == FACE_FRONT ? node.Front : node.Back;
-                if (at.Node < 0) {
-                    Out.push_back(fragment);
-                    Work.pop_back();
-                    Calls.pop_back();
-                }
-            } else if (IsCoplanar(first, Work[at.Begin].Count)) {
-                for (uint32_t i = 0; i < at.Count; ++i)
-                    Work[at.Begin + i].bOnPlane = true;
-                at.Stage = CCall::AFTER_COPLANAR_BACK;
-                at.OutStart = static_cast<uint32_t>(Out.size());
-                Enter(node.Back, at.Begin, at.Count);
-            } else {
-                CutArray(at, first);
-                at.Stage = CCall::AFTER_FRONT;
-                Enter(node.Front, at.Begin + at.BackCount,
-                      static_cast<uint32_t>(Work.size()) - at.Begin - at.BackCount);
-            }
+        case CCall::START:
+            Start(at);
             break;
-        }
         case CCall::AFTER_COPLANAR_BACK: {
             // What came out of the back child goes whole into the front child.
             const uint32_t count = static_cast<uint32_t>(Out.size()) - at.OutStart;
@@ -333,38 +339,20 @@ void CPlaneCutter::Descend(const CFragment& base)
     }
 }
 
-// Classify(node, fragment) == link.Side. Where the box shows that no vertex
-// lies beyond the band on the other side, one vertex beyond it on this side
-// settles it.
-bool CPlaneCutter::LiesOnSide(const CChainLink& link, const CFragment& fragment) const
-{
-    const CBoxRange range = BoxRange(link.Plane, fragment.Box);
-    const int32_t boxSide = BoxSide(range, BOX_MARGIN);
-    if (boxSide != FACE_SPANNING)
-        return boxSide == link.Side;
-    const bool bFront = link.Side == FACE_FRONT;
-    if (bFront ? range.Low - BOX_MARGIN <= -PLANE_EPSILON : range.High + BOX_MARGIN >= PLANE_EPSILON)
-        return Classify(link.Plane, fragment) == link.Side;
-    const CVertex* pVertices = &Pool[fragment.First];
-    for (uint32_t i = 0; i < fragment.Count; ++i) {
-        const float d = VertexDistance(link.Plane, pVertices[i].Position);
-        if (bFront ? d > PLANE_EPSILON : d < -PLANE_EPSILON)
-            return true;
-    }
-    return false;
-}
-
 // True when the leaf search of a fragment that never lay on a node's plane
-// surely follows the descent's way, so that it meets one leaf at most. Off
-// its chain the fragment's box cleared the band by SURE_MARGIN, which the
-// small pieces cut from it later keep; on its chain it must lie on the side
-// it was sent to, not on the plane, from which the search would branch.
+// surely follows the descent's way, so that it meets one leaf at most: at
+// every node of the way it lies on the side that it went to. Where its box
+// cleared the band by SURE_MARGIN, the pieces cut from it later do too; at
+// the other nodes the chain holds the node, or one above with the same
+// plane, and there the fragment must lie on that side as ClassifyFace sees
+// it, not on the plane, from which the search would branch.
 bool CPlaneCutter::StaysInItsLeaf(const CFragment& fragment) const
 {
     if (fragment.bOnPlane)
         return false;
     for (int32_t i = fragment.Chain; i >= 0; i = Links[static_cast<size_t>(i)].Previous) {
-        if (!LiesOnSide(Links[static_cast<size_t>(i)], fragment))
+        const CChainLink& link = Links[static_cast<size_t>(i)];
+        if (Classify(link.Plane, fragment) != link.Side)
             return false;
     }
     return true;
@@ -452,7 +440,7 @@ std::vector<CPortal> CPlaneCutter::Cut(CPlane plane)
     Pool.assign(base.pVertices, base.pVertices + base.VertexCount);
     FreeFace(&base);
 
-    Descend(Stored(0, static_cast<uint32_t>(Pool.size()), -1, false));
+    Descend(Stored(0, static_cast<uint32_t>(Pool.size()), CFragment{0, 0, {}, -1, false}));
     const uint32_t colour = PortalColour();
     for (const CFragment& fragment : Out) {
         if (StaysInItsLeaf(fragment))

@@ -380,6 +380,80 @@ bool SamePortal(const CPortal& a, const CPortal& b)
            a.NodeCount == b.NodeCount && a.bBlocked == b.bBlocked;
 }
 
+// MakeAllPortals with 1 and with 3 threads, each compared with the plane by
+// plane way to the bit; the portals of the last run stay in *pPortals.
+void ExpectPlaneByPlaneResult(const std::vector<CPlane>& planes, CBuildNode* pRoot,
+                              PortalGuard* pPortals)
+{
+    std::vector<CPortal> expected = PlaneByPlanePortals(planes, pRoot);
+    for (const int32_t threads : {1, 3}) {
+        FreePortals(&pPortals->pPortals, pPortals->Count);
+        pPortals->Count = MakeAllPortals(planes.data(), int32_t(planes.size()), pRoot,
+                                         &pPortals->pPortals, {threads, nullptr});
+        EXPECT_EQ(size_t(pPortals->Count), expected.size());
+        for (int32_t i = 0; i < pPortals->Count && size_t(i) < expected.size(); ++i)
+            EXPECT_TRUE(SamePortal(pPortals->pPortals[i], expected[size_t(i)])) << i;
+    }
+    for (CPortal& portal : expected)
+        FreeFace(&portal.Winding);
+}
+
+// The base square of y = 0 is cut at x = 0 behind the root, whose plane it
+// lies on, into [x > 0, x < 0]; that array goes through the front child C,
+// whose plane is tilted so that the first fragment lies off it and the second
+// in its band. The first goes to the front, the second whole to both sides,
+// and each finds a leaf on either side of the root.
+TEST(MakeAllPortals, AFragmentInTheBandOfAPlaneThatItsArrayIsCutByGoesToBothSides)
+{
+    CBuildNode* pRoot = GridTree::Node(nullptr, CPlane(CVector(0, 1, 0), 0.0f));
+    CBuildNode* pB = pRoot->pBack = GridTree::Node(pRoot, CPlane(CVector(1, 0, 0), 0.0f));
+    CBuildNode* pC = pRoot->pFront = GridTree::Node(pRoot, CPlane(CVector(3e-5f, 1, 0), 0.1f));
+    CBuildNode* pL1 = pB->pFront = GridTree::Leaf(pB, 50, 50);
+    CBuildNode* pL2 = pB->pBack = GridTree::Leaf(pB, -50, 50);
+    CBuildNode* pL3 = pC->pFront = GridTree::Leaf(pC, 50, -50);
+    CBuildNode* pL4 = pC->pBack = GridTree::Leaf(pC, -50, -50);
+    {
+        PortalGuard portals;
+        ExpectPlaneByPlaneResult({CPlane(CVector(0, 1, 0), 0.0f)}, pRoot, &portals);
+        ASSERT_EQ(portals.Count, 6);
+        const CBuildNode* leaves[3][2] = {{pL1, pL3}, {pL2, pL4}, {pL2, pL4}};
+        for (int32_t i = 0; i < 6; ++i) {
+            const CPortal& portal = portals.pPortals[i];
+            EXPECT_TRUE(portal.pNodes[0] == leaves[i % 3][0] && portal.pNodes[1] == leaves[i % 3][1])
+                << i;
+            EXPECT_EQ(Extent(portal.Winding, 0).first, i % 3 == 0 ? 0 : -PORTAL_BASE_SIZE) << i;
+        }
+    }
+    FreeTree(&pRoot);
+}
+
+// A strip of y = 0 between x = 0 and x = 0.3, cut off by the tilted root
+// (normal 0.6, 0.8, 0) and the plane x = 0.3 in front of it, lies within 0.18
+// of the root's plane. Its leaf search goes both ways there and finds the
+// root's back leaf and the strip's own: the strip is a portal, though it
+// never lay on a plane that the descent took it through.
+TEST(MakeAllPortals, AStripInTheBandOfATiltedSplitterJoinsTheLeavesOnBothSides)
+{
+    CBuildNode* pRoot = GridTree::Node(nullptr, CPlane(CVector(0.6f, 0.8f, 0), 0.0f));
+    CBuildNode* pY = pRoot->pFront = GridTree::Node(pRoot, CPlane(CVector(1, 0, 0), -0.3f));
+    CBuildNode* pBehind = pRoot->pBack = GridTree::Leaf(pRoot, -50, 50);
+    pY->pFront = GridTree::Leaf(pY, 50, 50);
+    CBuildNode* pStrip = pY->pBack = GridTree::Leaf(pY, 50, -50);
+    {
+        PortalGuard portals;
+        ExpectPlaneByPlaneResult({CPlane(CVector(0, 1, 0), 0.0f)}, pRoot, &portals);
+        ASSERT_EQ(portals.Count, 2);
+        for (int32_t i = 0; i < 2; ++i) {
+            const CPortal& portal = portals.pPortals[i];
+            EXPECT_TRUE(portal.pNodes[0] == pBehind && portal.pNodes[1] == pStrip) << i;
+            EXPECT_EQ(Extent(portal.Winding, 0).first, 0.0f) << i;
+            // Within the rounding of a coordinate near PORTAL_BASE_SIZE.
+            EXPECT_NEAR(Extent(portal.Winding, 0).second, 0.3f, 5e-4f) << i;
+        }
+    }
+    FreeTree(&pRoot);
+}
+
 class PortalsOfMaps : public testing::TestWithParam<std::tuple<std::string, bool>> {};
 
 TEST_P(PortalsOfMaps, MakeAllPortalsEqualsThePlaneByPlaneWayToTheBit)
@@ -387,17 +461,8 @@ TEST_P(PortalsOfMaps, MakeAllPortalsEqualsThePlaneByPlaneWayToTheBit)
     const auto& [path, bSetBuilder] = GetParam();
     BuiltMap built(path, bSetBuilder);
     ASSERT_NE(built.pRoot, nullptr);
-    std::vector<CPortal> expected = PlaneByPlanePortals(built.Planes, built.pRoot);
-    for (const int32_t threads : {1, 3}) {
-        PortalGuard portals;
-        portals.Count = MakeAllPortals(built.Planes.data(), int32_t(built.Planes.size()),
-                                       built.pRoot, &portals.pPortals, {threads, nullptr});
-        ASSERT_EQ(size_t(portals.Count), expected.size());
-        for (int32_t i = 0; i < portals.Count; ++i)
-            ASSERT_TRUE(SamePortal(portals.pPortals[i], expected[size_t(i)])) << i;
-    }
-    for (CPortal& portal : expected)
-        FreeFace(&portal.Winding);
+    PortalGuard portals;
+    ExpectPlaneByPlaneResult(built.Planes, built.pRoot, &portals);
 }
 
 INSTANTIATE_TEST_SUITE_P(
