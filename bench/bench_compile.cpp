@@ -1,6 +1,6 @@
-// Whole compiles with vorlane-compile's pipeline: the sample maps lit, and
-// the generated maps of 250, 1000 and 1500 brushes with and without light,
-// at 1 and 2 threads. Each run reports the seconds of every stage (both
+// Whole compiles with vorlane-compile's pipeline: the sample maps lit, the
+// generated maps of 250, 1000 and 1500 brushes with and without light, and
+// a denser map of 3200 brushes without light, at 1 and 2 threads. Each run reports the seconds of every stage (both
 // passes of the tree and portal stages added up), read from the stage
 // lines, and peak_MB, the process's resident high-water mark (VmHWM) after
 // the run; it is reset before each run where the kernel allows it
@@ -8,6 +8,7 @@
 // is measured with --benchmark_filter. cpu_s is the CPU time of the process
 // during the run, all threads together.
 #include "bench/bench_maps.h"
+#include "bench/dense_map.h"
 #include "bench/peak_memory.h"
 #include "compiler/compile_options.h"
 #include "compiler/compile_pipeline.h"
@@ -85,6 +86,7 @@ void BM_Compile(benchmark::State& state, std::string path, bool bLight, int32_t 
 }
 
 constexpr int GENERATED_BRUSHES[] = {250, 1000, 1500};
+constexpr int DENSE_BRUSHES = 3200;
 
 } // namespace
 
@@ -115,6 +117,12 @@ int main(int argc, char** argv)
         for (const bool bLight : {false, true})
             runs.push_back({name, (folder / (name + ".map")).string(), bLight});
     }
+    const std::string dense = "dense_" + std::to_string(DENSE_BRUSHES);
+    if (!samples::WriteFiles(scratch / dense, bench::DenseFiles(DENSE_BRUSHES, dense + ".map"))) {
+        std::fprintf(stderr, "can't write %s\n", (scratch / dense).c_str());
+        return 1;
+    }
+    runs.push_back({dense, (scratch / dense / (dense + ".map")).string(), false});
 
     const std::string output = (scratch / "out.vmz").string();
     for (const CRun& run : runs) {
