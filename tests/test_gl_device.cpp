@@ -5,12 +5,11 @@
 #include "platform/gl_display.h"
 #include "platform/gl_state.h"
 #include "platform/gl_surfaces.h"
-#include "platform/null_backend.h"
 #include "platform/png_file.h"
 #include "platform/sdl_backend.h"
-#include "picture.h"
-#include "run_program.h"
-#include "scratch_dir.h"
+#include "tests/display_fixture.h"
+#include "tests/picture.h"
+#include "tests/run_program.h"
 
 #include <SDL.h>
 #include <gtest/gtest.h>
@@ -25,6 +24,7 @@ namespace {
 
 constexpr uint32_t W = 64;
 constexpr uint32_t H = 48;
+const DDPIXELFORMAT ARGB8888 = MakeRGBFormat(32, 8, 8, 8, 8);
 
 SDL_Window* g_pWindow = nullptr;
 SDL_GLContext g_hContext = nullptr;
@@ -53,7 +53,7 @@ HRESULT CollectDevice(char*, char*, D3DDEVICEDESC7* pDesc, void* pContext)
     return D3DENUMRET_OK;
 }
 
-class GLDeviceTest : public ScratchDirTest {
+class GLDeviceTest : public DisplayTest {
 protected:
     static void SetUpTestSuite()
     {
@@ -84,101 +84,41 @@ protected:
 
     void SetUp() override
     {
-        ScratchDirTest::SetUp();
+        DisplayTest::SetUp();
         if (!g_hContext)
             GTEST_SKIP() << "no OpenGL context: " << SDL_GetError();
         ASSERT_EQ(CreateGLDirectDraw(&pDD), S_OK);
-        ASSERT_EQ(pDD->SetCooperativeLevel(nullptr, 0x13), S_OK);
-        ASSERT_EQ(pDD->SetDisplayMode(W, H, 16, 0, 0), S_OK);
-        DDSURFACEDESC2 desc{};
-        desc.dwFlags = DDSD_CAPS | DDSD_BACKBUFFERCOUNT;
-        desc.dwBackBufferCount = 1;
-        desc.ddsCaps.dwCaps = 0x2218;
-        ASSERT_EQ(pDD->CreateSurface(&desc, &pPrimary, nullptr), S_OK);
-        DDSCAPS2 caps{DDSCAPS_BACKBUFFER, 0, 0, 0};
-        ASSERT_EQ(pPrimary->GetAttachedSurface(&caps, &pBack), S_OK);
+        OpenDisplay(W, H);
     }
 
-    void TearDown() override
-    {
-        for (IDirectDrawSurface7* p : Textures)
-            p->Release();
-        if (pDevice)
-            pDevice->Release();
-        if (pZ)
-            pZ->Release();
-        if (pD3D)
-            pD3D->Release();
-        if (pBack)
-            pBack->Release();
-        if (pPrimary)
-            pPrimary->Release();
-        if (pDD)
-            pDD->Release();
-        ScratchDirTest::TearDown();
-    }
-
-    // The device with a z-buffer of the given format (none when 0 bits).
-    void OpenDevice(uint32_t nDepth = 0, uint32_t nStencil = 0)
+    // The first device offered, over the whole picture, culling nothing.
+    void Open(uint32_t nDepth = 0, uint32_t nStencil = 0)
     {
         void* p = nullptr;
         ASSERT_EQ(pDD->QueryInterface(IID_IDirect3D7, &p), S_OK);
-        pD3D = static_cast<IDirect3D7*>(p);
-        if (nDepth) {
-            DDSURFACEDESC2 desc{};
-            desc.dwFlags = DDSD_CAPS | DDSD_WIDTH | DDSD_HEIGHT | DDSD_PIXELFORMAT;
-            desc.dwWidth = W;
-            desc.dwHeight = H;
-            desc.ddpfPixelFormat = MakeZFormat(nDepth, nStencil);
-            desc.ddsCaps.dwCaps = DDSCAPS_ZBUFFER | DDSCAPS_SYSTEMMEMORY;
-            ASSERT_EQ(pDD->CreateSurface(&desc, &pZ, nullptr), S_OK);
-            ASSERT_EQ(pBack->AddAttachedSurface(pZ), S_OK);
-        }
         std::vector<GUID> devices;
-        pD3D->EnumDevices(CollectDevice, &devices);
+        static_cast<IDirect3D7*>(p)->EnumDevices(CollectDevice, &devices);
+        static_cast<IDirect3D7*>(p)->Release();
         ASSERT_FALSE(devices.empty());
-        ASSERT_EQ(pD3D->CreateDevice(devices[0], pBack, &pDevice), S_OK);
+        OpenDevice(devices[0], nDepth, nStencil);
         D3DVIEWPORT7 viewport{0, 0, W, H, 0.0f, 1.0f};
         ASSERT_EQ(pDevice->SetViewport(&viewport), S_OK);
         pDevice->SetRenderState(D3DRENDERSTATE_CULLMODE, D3DCULL_NONE);
         pDevice->SetRenderState(D3DRENDERSTATE_LIGHTING, 0);
     }
 
-    // A texture of 32-bit ARGB texels (levels of the given sizes), filled
-    // per level with one colour or through the callback.
+    // A texture of 32-bit ARGB texels, each level filled with its colour
+    // (the last colour for the levels past the list).
     IDirectDrawSurface7* MakeTexture(uint32_t w, uint32_t h, uint32_t nMips,
                                      const std::vector<uint32_t>& levelColours,
                                      const DDCOLORKEY* pKey = nullptr)
     {
-        DDSURFACEDESC2 desc{};
-        desc.dwFlags = DDSD_CAPS | DDSD_WIDTH | DDSD_HEIGHT | DDSD_PIXELFORMAT;
-        desc.dwWidth = w;
-        desc.dwHeight = h;
-        desc.ddpfPixelFormat = MakeRGBFormat(32, 8, 8, 8, 8);
-        desc.ddsCaps.dwCaps = DDSCAPS_TEXTURE;
-        if (nMips) {
-            desc.dwFlags |= DDSD_MIPMAPCOUNT;
-            desc.dwMipMapCount = nMips;
-            desc.ddsCaps.dwCaps |= DDSCAPS_MIPMAP | DDSCAPS_COMPLEX;
-        }
-        if (pKey) {
-            desc.dwFlags |= DDSD_CKSRCBLT;
-            desc.ddckCKSrcBlt = *pKey;
-        }
-        IDirectDrawSurface7* pTexture = nullptr;
-        EXPECT_EQ(pDD->CreateSurface(&desc, &pTexture, nullptr), S_OK);
+        IDirectDrawSurface7* pTexture =
+            DisplayTest::MakeTexture(TextureDesc(w, h, nMips, &ARGB8888, pKey));
         size_t i = 0;
         for (auto* p = static_cast<CMemorySurface*>(pTexture); p; p = p->GetNextLevel(), ++i)
             Fill(p, levelColours[std::min(i, levelColours.size() - 1)]);
-        Textures.push_back(pTexture);
         return pTexture;
-    }
-
-    static void Fill(IDirectDrawSurface7* pSurface, uint32_t nValue, RECT* pRect = nullptr)
-    {
-        DDBLTFX fx{};
-        fx.dwFillColor = nValue;
-        ASSERT_EQ(pSurface->Blt(pRect, nullptr, nullptr, DDBLT_COLORFILL, &fx), S_OK);
     }
 
     // A screen quad from (x0, y0) to (x1, y1) with texture 0..1 on both pairs.
@@ -192,40 +132,43 @@ protected:
         ASSERT_EQ(pDevice->DrawPrimitive(D3DPT_TRIANGLEFAN, 0x244, quad, 4, 0), S_OK);
     }
 
-    // A world quad in clip space from (x0, y0) to (x1, y1), both texture
-    // pairs running 0..1 from its top-left corner.
+    // A world quad from (x0, y0) to (x1, y1) at depth z, both texture pairs
+    // running 0..1 from its top-left corner: in clip space as long as the
+    // transforms stay the identity.
     static std::array<CWorldVertex, 4> WorldQuad(float x0, float y0, float x1, float y1,
-                                                 float z = 0.5f)
+                                                 float z = 0.5f, uint32_t nColour = 0xFFFFFFFFu)
     {
-        return {{{x0, y1, z, 0, 0xFFFFFFFFu, 0, 0, 0, 0, 0},
-                 {x1, y1, z, 0, 0xFFFFFFFFu, 0, 1, 0, 1, 0},
-                 {x1, y0, z, 0, 0xFFFFFFFFu, 0, 1, 1, 1, 1},
-                 {x0, y0, z, 0, 0xFFFFFFFFu, 0, 0, 1, 0, 1}}};
+        return {{{x0, y1, z, 0, nColour, 0, 0, 0, 0, 0},
+                 {x1, y1, z, 0, nColour, 0, 1, 0, 1, 0},
+                 {x1, y0, z, 0, nColour, 0, 1, 1, 1, 1},
+                 {x0, y0, z, 0, nColour, 0, 0, 1, 0, 1}}};
     }
     void DrawWorld(std::array<CWorldVertex, 4>& quad)
     {
         ASSERT_EQ(pDevice->DrawPrimitive(D3DPT_TRIANGLEFAN, 0x2E2, quad.data(), 4, 0), S_OK);
     }
 
+    // Stage 0 gives the source alone, stage 1 is off; the texture, when
+    // given, is bound at stage 0.
+    void UseOnly(uint32_t nSource, IDirectDrawSurface7* pTexture = nullptr)
+    {
+        pDevice->SetTextureStageState(0, D3DTSS_COLORARG1, nSource);
+        pDevice->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+        pDevice->SetTextureStageState(1, D3DTSS_COLOROP, D3DTOP_DISABLE);
+        if (pTexture)
+            pDevice->SetTexture(0, pTexture);
+    }
+
     // The walk-through's lightmapped set-up: texture times lightmap, the
     // lightmap clamped and read through the second pair.
     void UseLightmapped()
     {
-        pDevice->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_TEXTURE);
-        pDevice->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+        UseOnly(D3DTA_TEXTURE);
         pDevice->SetTextureStageState(1, D3DTSS_COLORARG2, D3DTA_CURRENT);
         pDevice->SetTextureStageState(1, D3DTSS_COLORARG1, D3DTA_TEXTURE);
         pDevice->SetTextureStageState(1, D3DTSS_COLOROP, D3DTOP_MODULATE);
         pDevice->SetTextureStageState(1, D3DTSS_ADDRESS, D3DTADDRESS_CLAMP);
         pDevice->SetTextureStageState(1, D3DTSS_TEXCOORDINDEX, 1);
-    }
-
-    void UseTextureOnly(IDirectDrawSurface7* pTexture)
-    {
-        pDevice->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_TEXTURE);
-        pDevice->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
-        pDevice->SetTextureStageState(1, D3DTSS_COLOROP, D3DTOP_DISABLE);
-        pDevice->SetTexture(0, pTexture);
     }
 
     // The framebuffer's picture, top row first.
@@ -248,14 +191,6 @@ protected:
         pSurface->Unlock(nullptr);
         return v;
     }
-
-    IDirectDraw7* pDD = nullptr;
-    IDirectDrawSurface7* pPrimary = nullptr;
-    IDirectDrawSurface7* pBack = nullptr;
-    IDirectDrawSurface7* pZ = nullptr;
-    IDirect3D7* pD3D = nullptr;
-    IDirect3DDevice7* pDevice = nullptr;
-    std::vector<IDirectDrawSurface7*> Textures;
 };
 
 ::testing::AssertionResult RgbNear(const CRgb& actual, int r, int g, int b, int nTolerance = 0)
@@ -268,56 +203,55 @@ protected:
                                          << b;
 }
 
-
 } // namespace
 
+// Forced to llvmpipe where Mesa is the driver; a machine whose only OpenGL
+// is a GPU vendor's renders on the GPU.
 TEST_F(GLDeviceTest, DevicesFollowTheRenderer)
 {
-    OpenDevice();
-    // Forced to llvmpipe where Mesa is the driver; a machine whose only
-    // OpenGL is a GPU vendor's renders on the GPU.
-    std::string renderer = reinterpret_cast<const char*>(glGetString(GL_RENDERER));
-    bool bSoftware = renderer.find("llvmpipe") != std::string::npos;
+    Open();
+    const std::string renderer = reinterpret_cast<const char*>(glGetString(GL_RENDERER));
     std::vector<GUID> devices;
     ASSERT_EQ(pD3D->EnumDevices(CollectDevice, &devices), S_OK);
     IDirect3DDevice7* pOther = nullptr;
-    if (bSoftware) {
-        ASSERT_EQ(devices.size(), 1u);
-        EXPECT_EQ(devices[0], IID_IDirect3DRGBDevice);
+    if (renderer.find("llvmpipe") != std::string::npos) {
+        EXPECT_EQ(devices, std::vector<GUID>{IID_IDirect3DRGBDevice});
         EXPECT_EQ(pD3D->CreateDevice(IID_IDirect3DHALDevice, pBack, &pOther), E_FAIL);
     } else {
-        ASSERT_EQ(devices.size(), 2u) << renderer;
-        EXPECT_EQ(devices[0], IID_IDirect3DHALDevice);
-        EXPECT_EQ(devices[1], IID_IDirect3DTnLHalDevice);
+        EXPECT_EQ(devices, (std::vector<GUID>{IID_IDirect3DHALDevice, IID_IDirect3DTnLHalDevice}));
     }
     EXPECT_EQ(pD3D->CreateDevice(devices[0], pPrimary, &pOther), DDERR_INVALIDPARAMS);
-    D3DDEVICEDESC7 caps{};
-    pDevice->GetCaps(&caps);
-    EXPECT_EQ(caps.dpcTriCaps.dwTextureFilterCaps & 0xC, 0xCu);
 }
 
-TEST_F(GLDeviceTest, FillAndDeviceContextDrawingReachThePicture)
+// The back surface's CPU side (fills, device contexts) and the device's
+// drawing meet in one picture, read back in the display's 5-6-5 format.
+TEST_F(GLDeviceTest, CpuAndGpuDrawingShareOnePicture)
 {
-    Fill(pBack, 0x001F); // blue, on both sides at once
+    Open();
+    Fill(pBack, 0x001F); // blue
+    UseOnly(D3DTA_DIFFUSE);
+    ASSERT_EQ(pDevice->BeginScene(), S_OK);
+    DrawQuad(0, 0, 32, 48, 0.5f, 0xFFFF0000u);
     HDC hdc = nullptr;
     ASSERT_EQ(pBack->GetDC(&hdc), S_OK);
-    RECT top{0, 0, (int32_t)W, 2};
-    HBRUSH hRed = CreateSolidBrush(RGB(255, 0, 0));
-    FillRect(hdc, &top, hRed);
-    DeleteObject(hRed);
-    SetPixel(hdc, 5, 40, RGB(0, 255, 0));
+    EXPECT_EQ(GetPixel(hdc, 10, 10), RGB(255, 0, 0)); // read back from the GPU side
+    SetPixel(hdc, 40, 10, RGB(0, 255, 0));
     ASSERT_EQ(pBack->ReleaseDC(hdc), S_OK);
+    DrawQuad(48, 0, 64, 48, 0.5f, 0xFFFFFFFFu); // uploads the CPU side first
+    ASSERT_EQ(pDevice->EndScene(), S_OK);
     std::vector<uint8_t> rgb = Picture();
-    EXPECT_TRUE(RgbNear(At(rgb, 0, 0), 255, 0, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 63, 1), 255, 0, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 0, 2), 0, 0, 255));
-    EXPECT_TRUE(RgbNear(At(rgb, 5, 40), 0, 255, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 63, 47), 0, 0, 255));
+    EXPECT_TRUE(RgbNear(At(rgb, 10, 10), 255, 0, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 40, 10), 0, 255, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 40, 11), 0, 0, 255));
+    EXPECT_TRUE(RgbNear(At(rgb, 60, 10), 255, 255, 255));
+    EXPECT_EQ(CpuPixel(pBack, 10, 10), 0xF800u);
+    EXPECT_EQ(CpuPixel(pBack, 40, 10), 0x07E0u);
+    EXPECT_EQ(CpuPixel(pBack, 60, 10), 0xFFFFu);
 }
 
-TEST_F(GLDeviceTest, TexturedScreenQuadIsUpright)
+TEST_F(GLDeviceTest, TexturedScreenQuadIsUprightAndChangedTexelsAreUploaded)
 {
-    OpenDevice();
+    Open();
     IDirectDrawSurface7* pTexture = MakeTexture(2, 2, 0, {0});
     auto* pLevel = static_cast<CMemorySurface*>(pTexture);
     DDSURFACEDESC2 desc{};
@@ -327,20 +261,13 @@ TEST_F(GLDeviceTest, TexturedScreenQuadIsUpright)
     pLevel->WritePixel(0, 1, 0xFF0000FFu); // bottom-left blue
     pLevel->WritePixel(1, 1, 0xFFFFFFFFu);
     pTexture->Unlock(nullptr);
-    UseTextureOnly(pTexture);
-    ASSERT_EQ(pDevice->BeginScene(), S_OK);
+    UseOnly(D3DTA_TEXTURE, pTexture);
     DrawQuad(0, 0, W, H);
-    ASSERT_EQ(pDevice->EndScene(), S_OK);
     std::vector<uint8_t> rgb = Picture();
     EXPECT_TRUE(RgbNear(At(rgb, 1, 1), 255, 0, 0));
     EXPECT_TRUE(RgbNear(At(rgb, 62, 1), 0, 255, 0));
     EXPECT_TRUE(RgbNear(At(rgb, 1, 46), 0, 0, 255));
     EXPECT_TRUE(RgbNear(At(rgb, 62, 46), 255, 255, 255));
-    // The CPU side reads the drawn picture back in the display's format.
-    EXPECT_EQ(CpuPixel(pBack, 1, 1), 0xF800u);
-    EXPECT_EQ(CpuPixel(pBack, 1, 46), 0x001Fu);
-
-    // Changed texels are uploaded again at the next draw.
     ASSERT_EQ(pTexture->Lock(nullptr, &desc, DDLOCK_WAIT, nullptr), S_OK);
     pLevel->WritePixel(0, 0, 0xFF000000u);
     pTexture->Unlock(nullptr);
@@ -350,7 +277,7 @@ TEST_F(GLDeviceTest, TexturedScreenQuadIsUpright)
 
 TEST_F(GLDeviceTest, LightmapStageMultipliesTheTexture)
 {
-    OpenDevice();
+    Open();
     IDirectDrawSurface7* pTexture = MakeTexture(4, 4, 0, {0xFFC08040u});
     IDirectDrawSurface7* pLightmap = MakeTexture(4, 4, 0, {0xFF80FF40u});
     UseLightmapped();
@@ -365,13 +292,11 @@ TEST_F(GLDeviceTest, LightmapStageMultipliesTheTexture)
     EXPECT_TRUE(RgbNear(At(Picture(), 30, 20), 0x80, 0xFF, 0x40, 1));
 }
 
-TEST_F(GLDeviceTest, FlatColourWireframeLeavesTheInsideAlone)
+TEST_F(GLDeviceTest, WireframeDrawsTheEdgesOfEachTriangleOnly)
 {
-    OpenDevice();
+    Open();
     Fill(pBack, 0);
-    pDevice->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_TFACTOR);
-    pDevice->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
-    pDevice->SetTextureStageState(1, D3DTSS_COLOROP, D3DTOP_DISABLE);
+    UseOnly(D3DTA_TFACTOR);
     pDevice->SetRenderState(D3DRENDERSTATE_TEXTUREFACTOR, 0xFFFFFF00u);
     pDevice->SetRenderState(D3DRENDERSTATE_FILLMODE, D3DFILL_WIREFRAME);
     DrawQuad(10.5f, 10.5f, 50.5f, 40.5f);
@@ -387,102 +312,103 @@ TEST_F(GLDeviceTest, FlatColourWireframeLeavesTheInsideAlone)
     EXPECT_TRUE(RgbNear(At(Picture(), 20, 30), 255, 255, 0));
 }
 
-TEST_F(GLDeviceTest, DepthTestKeepsTheNearerQuad)
+// Screen vertices, projected world vertices and the cleared z-buffer all
+// count depth from 0 (near) to 1 (far); the nearer fragment wins.
+TEST_F(GLDeviceTest, DepthsOfClearScreenAndWorldShareTheZeroToOneRange)
 {
-    OpenDevice(24, 8);
-    pDevice->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_DIFFUSE);
-    pDevice->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+    Open(24, 8);
+    UseOnly(D3DTA_DIFFUSE);
     pDevice->SetRenderState(D3DRENDERSTATE_ZFUNC, D3DCMP_LESSEQUAL);
-    ASSERT_EQ(pDevice->Clear(0, nullptr, D3DCLEAR_ZBUFFER | D3DCLEAR_TARGET, 0, 1.0f, 0), S_OK);
-    DrawQuad(0, 0, 40, 40, 0.2f, 0xFFFF0000u);
-    DrawQuad(20, 20, 64, 48, 0.8f, 0xFF00FF00u);
+    // Near 1, far 2: z' = 2 (z - 1) over w = z, a depth of 2 - 2 / z, which
+    // is 0.4 at z 1.25 and 0.6 at z 1 / 0.7.
+    D3DMATRIX projection{};
+    projection.m[0] = projection.m[5] = 1.0f;
+    projection.m[10] = 2.0f;
+    projection.m[11] = 1.0f;
+    projection.m[14] = -2.0f;
+    pDevice->SetTransform(D3DTRANSFORMSTATE_PROJECTION, &projection);
+    ASSERT_EQ(pDevice->Clear(0, nullptr, D3DCLEAR_ZBUFFER | D3DCLEAR_TARGET, 0, 0.5f, 0), S_OK);
+    DrawQuad(0, 0, 16, H, 0.4f, 0xFFFF0000u);
+    DrawQuad(16, 0, 32, H, 0.6f, 0xFFFF0000u);
+    std::array<CWorldVertex, 4> nearer = WorldQuad(0, -5, 5, 5, 1.25f, 0xFF00FF00u);
+    std::array<CWorldVertex, 4> farther = WorldQuad(-5, -5, 0, 5, 1.0f / 0.7f, 0xFF00FF00u);
+    DrawWorld(nearer);
+    DrawWorld(farther);
+    DrawQuad(0, 0, W, H, 0.45f, 0xFF0000FFu); // between the world quads
     std::vector<uint8_t> rgb = Picture();
-    EXPECT_TRUE(RgbNear(At(rgb, 30, 30), 255, 0, 0));  // overlap: red is nearer
-    EXPECT_TRUE(RgbNear(At(rgb, 50, 44), 0, 255, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 8, 24), 255, 0, 0));
+    EXPECT_TRUE(RgbNear(At(rgb, 24, 24), 0, 0, 255));
+    EXPECT_TRUE(RgbNear(At(rgb, 56, 24), 0, 255, 0));
+    // Clearing the depth alone keeps the colours.
     ASSERT_EQ(pDevice->Clear(0, nullptr, D3DCLEAR_ZBUFFER, 0, 1.0f, 0), S_OK);
-    DrawQuad(20, 20, 64, 48, 0.8f, 0xFF00FF00u);
+    DrawQuad(0, 0, 16, 24, 0.9f, 0xFFFFFFFFu);
     rgb = Picture();
-    EXPECT_TRUE(RgbNear(At(rgb, 30, 30), 0, 255, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 10, 10), 255, 0, 0)); // clearing depth kept the colours
+    EXPECT_TRUE(RgbNear(At(rgb, 8, 12), 255, 255, 255));
+    EXPECT_TRUE(RgbNear(At(rgb, 8, 36), 255, 0, 0));
 }
 
-TEST_F(GLDeviceTest, WorldVerticesGoThroughTheTransforms)
+TEST_F(GLDeviceTest, WorldVerticesGoThroughWorldViewAndProjection)
 {
-    OpenDevice(16);
-    pDevice->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_DIFFUSE);
-    pDevice->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+    Open(16);
+    UseOnly(D3DTA_DIFFUSE);
     // A perspective projection of 90 degrees vertically, near 1, far 100.
-    const float fNear = 1.0f, fFar = 100.0f;
-    const float fQ = fFar / (fFar - fNear);
+    const float fQ = 100.0f / 99.0f;
     D3DMATRIX projection{};
     projection.m[0] = static_cast<float>(H) / W;
     projection.m[5] = 1.0f;
     projection.m[10] = fQ;
     projection.m[11] = 1.0f;
-    projection.m[14] = -fQ * fNear;
+    projection.m[14] = -fQ;
     pDevice->SetTransform(D3DTRANSFORMSTATE_PROJECTION, &projection);
-    D3DMATRIX world{};
-    world.m[0] = world.m[5] = world.m[10] = world.m[15] = 1.0f;
-    world.m[12] = 0.0f;
-    world.m[13] = 0.0f; // moved up by the view below
+    // World before view: y halved, then moved up by 2.
+    D3DMATRIX world = IdentityMatrix();
+    world.m[5] = 0.5f;
     pDevice->SetTransform(D3DTRANSFORMSTATE_WORLD, &world);
-    D3DMATRIX view = world;
-    view.m[13] = 1.0f; // y up by 1
+    D3DMATRIX view = IdentityMatrix();
+    view.m[13] = 2.0f;
     pDevice->SetTransform(D3DTRANSFORMSTATE_VIEW, &view);
     Fill(pBack, 0);
     pDevice->Clear(0, nullptr, D3DCLEAR_ZBUFFER, 0, 1.0f, 0);
-    // A quad at depth 10 from y 0 to 4 (1 to 5 after the view): all above
-    // the centre of the picture.
-    CWorldVertex quad[4] = {{-2, 0, 10, 0, 0xFFFFFFFFu, 0, 0, 0, 0, 0},
-                            {2, 0, 10, 0, 0xFFFFFFFFu, 0, 0, 0, 0, 0},
-                            {2, 4, 10, 0, 0xFFFFFFFFu, 0, 0, 0, 0, 0},
-                            {-2, 4, 10, 0, 0xFFFFFFFFu, 0, 0, 0, 0, 0}};
-    ASSERT_EQ(pDevice->DrawPrimitive(D3DPT_TRIANGLEFAN, 0x2E2, quad, 4, 0), S_OK);
+    // From y 0 to 8 at depth 10, so 2 to 6 after the transforms: its lower
+    // edge 0.2 of the half height (4.8 pixels) above the picture's centre.
+    std::array<CWorldVertex, 4> quad = WorldQuad(-2, 0, 2, 8, 10.0f);
+    DrawWorld(quad);
     std::vector<uint8_t> rgb = Picture();
-    // y = 1 at depth 10 lies 0.1 of the half height above the centre.
-    EXPECT_TRUE(RgbNear(At(rgb, 32, 24 - 4), 255, 255, 255));
-    EXPECT_TRUE(RgbNear(At(rgb, 32, 24 + 2), 0, 0, 0));
-    // A point at z 101 lies beyond the far plane and is clipped away.
-    for (CWorldVertex& v : quad) {
-        v.x *= 20.0f; // still wide at that distance
-        v.z = 101.0f;
-        v.nColour = 0xFF00FF00u;
-    }
+    EXPECT_TRUE(RgbNear(At(rgb, 32, 18), 255, 255, 255));
+    EXPECT_TRUE(RgbNear(At(rgb, 32, 19), 0, 0, 0));
+    // Beyond the far plane it is clipped away.
+    quad = WorldQuad(-40, 0, 40, 8, 101.0f);
     Fill(pBack, 0);
-    pDevice->DrawPrimitive(D3DPT_TRIANGLEFAN, 0x2E2, quad, 4, 0);
+    DrawWorld(quad);
     EXPECT_TRUE(RgbNear(At(Picture(), 32, 24 - 1), 0, 0, 0));
 }
 
 TEST_F(GLDeviceTest, CullingFollowsScreenWinding)
 {
-    OpenDevice();
-    pDevice->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_DIFFUSE);
-    pDevice->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
+    Open();
+    UseOnly(D3DTA_DIFFUSE);
     // Top-left, top-right, bottom-left: clockwise as seen on the screen.
     CScreenVertex clockwise[3] = {{0, 0, 0.5f, 1, 0xFFFFFFFFu, 0, 0, 0, 0},
                                   {64, 0, 0.5f, 1, 0xFFFFFFFFu, 0, 0, 0, 0},
                                   {0, 48, 0.5f, 1, 0xFFFFFFFFu, 0, 0, 0, 0}};
-    const struct {
-        uint32_t nCull;
-        int nExpected;
-    } cases[] = {{D3DCULL_CCW, 255}, {D3DCULL_CW, 0}, {D3DCULL_NONE, 255}};
-    for (const auto& c : cases) {
+    const std::pair<uint32_t, int> cases[] = {{D3DCULL_CCW, 255}, {D3DCULL_CW, 0}, {D3DCULL_NONE, 255}};
+    for (const auto& [nCull, nExpected] : cases) {
         Fill(pBack, 0);
-        pDevice->SetRenderState(D3DRENDERSTATE_CULLMODE, c.nCull);
+        pDevice->SetRenderState(D3DRENDERSTATE_CULLMODE, nCull);
         pDevice->DrawPrimitive(D3DPT_TRIANGLEFAN, 0x244, clockwise, 3, 0);
-        EXPECT_EQ(At(Picture(), 5, 5).r, c.nExpected) << "cull mode " << c.nCull;
+        EXPECT_EQ(At(Picture(), 5, 5).r, nExpected) << "cull mode " << nCull;
     }
 }
 
 TEST_F(GLDeviceTest, ColourKeyedTexelsAreTransparent)
 {
-    OpenDevice();
+    Open();
     const uint32_t nKey = 0xFF7F007Fu;
     DDCOLORKEY key{nKey, nKey};
     IDirectDrawSurface7* pGlyph = MakeTexture(2, 1, 0, {nKey}, &key);
     static_cast<CMemorySurface*>(pGlyph)->WritePixel(1, 0, 0xFFFFFFFFu);
     Fill(pBack, 0xF800); // red
-    UseTextureOnly(pGlyph);
+    UseOnly(D3DTA_TEXTURE, pGlyph);
     pDevice->SetRenderState(D3DRENDERSTATE_COLORKEYENABLE, 1);
     DrawQuad(0, 0, W, H);
     std::vector<uint8_t> rgb = Picture();
@@ -495,9 +421,9 @@ TEST_F(GLDeviceTest, ColourKeyedTexelsAreTransparent)
 
 TEST_F(GLDeviceTest, MipFilterChoosesTheLevel)
 {
-    OpenDevice();
+    Open();
     IDirectDrawSurface7* pTexture = MakeTexture(16, 16, 3, {0xFFFF0000u, 0xFF00FF00u, 0xFF0000FFu});
-    UseTextureOnly(pTexture);
+    UseOnly(D3DTA_TEXTURE, pTexture);
     // 16 texels on 4 pixels: level 2 (4x4) fits.
     pDevice->SetTextureStageState(0, D3DTSS_MIPFILTER, D3DTFP_POINT);
     DrawQuad(0, 0, 4, 4);
@@ -507,47 +433,21 @@ TEST_F(GLDeviceTest, MipFilterChoosesTheLevel)
     EXPECT_TRUE(RgbNear(At(Picture(), 1, 1), 255, 0, 0));
 }
 
-TEST_F(GLDeviceTest, CpuAndGpuWritesBothSurvive)
-{
-    OpenDevice();
-    Fill(pBack, 0);
-    pDevice->SetTextureStageState(0, D3DTSS_COLORARG1, D3DTA_DIFFUSE);
-    pDevice->SetTextureStageState(0, D3DTSS_COLOROP, D3DTOP_SELECTARG1);
-    pDevice->BeginScene();
-    DrawQuad(0, 0, 32, 48, 0.5f, 0xFF00FF00u);
-    HDC hdc = nullptr;
-    ASSERT_EQ(pBack->GetDC(&hdc), S_OK);
-    COLORREF green = GetPixel(hdc, 10, 10); // read back from the GPU side
-    EXPECT_EQ(GetRValue(green), 0);
-    EXPECT_GE(GetGValue(green), 248);
-    EXPECT_EQ(GetBValue(green), 0);
-    SetPixel(hdc, 40, 10, RGB(255, 255, 255));
-    pBack->ReleaseDC(hdc);
-    DrawQuad(48, 0, 64, 48, 0.5f, 0xFF0000FFu); // uploads the CPU side first
-    pDevice->EndScene();
-    std::vector<uint8_t> rgb = Picture();
-    EXPECT_TRUE(RgbNear(At(rgb, 10, 10), 0, 255, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 40, 10), 255, 255, 255));
-    EXPECT_TRUE(RgbNear(At(rgb, 40, 11), 0, 0, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 60, 10), 0, 0, 255));
-}
-
 TEST_F(GLDeviceTest, ShotIsWrittenOnceWithTheTopRowFirst)
 {
     Fill(pBack, 0);
     RECT corner{0, 0, 1, 1};
     Fill(pBack, 0xFFFF, &corner);
-    std::string path = Path("shot.png");
+    const std::string path = Path("shot.png");
     RequestShot(path);
     ASSERT_EQ(pPrimary->Flip(nullptr, DDFLIP_WAIT), S_OK);
-    int nWidth = 0, nHeight = 0;
-    std::vector<uint8_t> rgb;
-    ASSERT_TRUE(ReadPngRgb(path, &nWidth, &nHeight, &rgb));
-    EXPECT_EQ(nWidth, static_cast<int>(W));
-    EXPECT_EQ(nHeight, static_cast<int>(H));
-    EXPECT_TRUE(RgbNear(At(rgb, 0, 0), 255, 255, 255));
-    EXPECT_TRUE(RgbNear(At(rgb, 1, 0), 0, 0, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 0, H - 1), 0, 0, 0));
+    CPicture shot;
+    ASSERT_TRUE(LoadPicture(path, &shot));
+    EXPECT_EQ(shot.nWidth, static_cast<int>(W));
+    EXPECT_EQ(shot.nHeight, static_cast<int>(H));
+    EXPECT_EQ(shot.At(0, 0), 0xFFFFFFu);
+    EXPECT_EQ(shot.At(1, 0), 0u);
+    EXPECT_EQ(shot.At(0, H - 1), 0u);
     std::filesystem::remove(path);
     ASSERT_EQ(pPrimary->Flip(nullptr, DDFLIP_WAIT), S_OK);
     EXPECT_FALSE(std::filesystem::exists(path));
@@ -557,11 +457,9 @@ TEST_F(GLDeviceTest, ShotIsWrittenOnceWithTheTopRowFirst)
 
 TEST_F(GLDeviceTest, DeviceWithoutItsFlipChainReportsTheLoss)
 {
-    OpenDevice(16);
-    pBack->Release();
-    pBack = nullptr;
-    pPrimary->Release();
-    pPrimary = nullptr;
+    Open(16);
+    ReleaseObject(pBack);
+    ReleaseObject(pPrimary);
     EXPECT_EQ(pDevice->BeginScene(), DDERR_SURFACELOST);
     D3DVIEWPORT7 viewport{0, 0, W, H, 0.0f, 1.0f};
     EXPECT_EQ(pDevice->SetViewport(&viewport), DDERR_SURFACELOST);
@@ -588,7 +486,7 @@ class GLFrameTest : public GLDeviceTest, public ::testing::WithParamInterface<CF
 TEST_P(GLFrameTest, DrawCallsAndBindsOfAFrame)
 {
     const CFrameCase& c = GetParam();
-    OpenDevice(c.nDepth);
+    Open(c.nDepth);
     IDirectDrawSurface7* textures[2] = {MakeTexture(8, 8, 0, {0xFFFF0000u}),
                                         MakeTexture(8, 8, 0, {0xFF0000FFu})};
     UseLightmapped();
@@ -649,7 +547,7 @@ class GLAtlasTest : public GLDeviceTest, public ::testing::WithParamInterface<CA
 TEST_P(GLAtlasTest, LightmapAtAnAtlasBorderReadsOnlyItsOwnTexels)
 {
     const CAtlasCase& c = GetParam();
-    OpenDevice();
+    Open();
     UseLightmapped();
     pDevice->SetTextureStageState(1, D3DTSS_MAGFILTER, c.nMagFilter);
     IDirectDrawSurface7* pLightmap = nullptr;
@@ -693,12 +591,12 @@ INSTANTIATE_TEST_SUITE_P(Cells, GLAtlasTest, ::testing::ValuesIn(ATLAS_CASES),
 // clamped as its stage says: the atlas stands in only for clamping.
 TEST_F(GLDeviceTest, LightmapSizedTexturesKeepTheirAddressing)
 {
-    OpenDevice();
+    Open();
     IDirectDrawSurface7* pTexture = MakeTexture(16, 16, 0, {0xFFFF0000u});
     RECT right{8, 0, 16, 16};
     Fill(pTexture, 0xFF0000FFu, &right);
     MakeTexture(16, 16, 0, {0xFF00FF00u}); // the next cell of the atlas
-    UseTextureOnly(pTexture);
+    UseOnly(D3DTA_TEXTURE, pTexture);
     std::array<CWorldVertex, 4> quad = WorldQuad(-1, -1, 1, 1);
     for (CWorldVertex& v : quad)
         v.u0 *= 2.0f;
@@ -728,9 +626,9 @@ TEST_F(GLDeviceTest, LightmapSizedTexturesKeepTheirAddressing)
 // after it.
 TEST_F(GLDeviceTest, GatheredFansKeepWhatHeldWhenTheyWereDrawn)
 {
-    OpenDevice(16);
+    Open(16);
     IDirectDrawSurface7* pTexture = MakeTexture(8, 8, 0, {0xFFFF0000u});
-    UseTextureOnly(pTexture);
+    UseOnly(D3DTA_TEXTURE, pTexture);
     std::array<CWorldVertex, 4> quad = WorldQuad(-1, -1, 0, 1);
     Fill(pBack, 0);
     pDevice->BeginScene();
