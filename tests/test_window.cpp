@@ -1,27 +1,25 @@
 // The window and its message queue, the frame loop's result protocol on top
 // of them, and the SDL backend: event translation and a headless window with
 // an OpenGL context.
-#include "frame/application.h"
-#include "frame/error.h"
 #include "platform/clock.h"
 #include "platform/dinput.h"
 #include "platform/dsound.h"
 #include "platform/input_state.h"
 #include "platform/message_box.h"
-#include "platform/null_backend.h"
+#include "platform/scan_codes.h"
 #include "platform/sdl_audio.h"
 #include "platform/sdl_events.h"
 #include "platform/sdl_joysticks.h"
 #include "platform/sdl_window.h"
 #include "platform/window.h"
-#include "scratch_dir.h"
+#include "tests/app_fixture.h"
+#include "tests/sdl_event.h"
 
 #include <SDL2/SDL.h>
 #include <SDL2/SDL_opengl.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -29,22 +27,28 @@
 #include <string>
 #include <vector>
 
-#if defined(__SANITIZE_ADDRESS__)
-// SDL's video start-up reaches the session bus through libdbus, which keeps
-// a read buffer it never frees when no desktop answers.
-extern "C" const char* __lsan_default_suppressions() { return "leak:libdbus-1.so\n"; }
-#endif
-
 namespace {
 
 // ---------------------------------------------------------------- queue
 
 std::vector<uint32_t> g_Seen; // messages the test procedure received
+std::vector<bool> g_LiveAtMessage; // whether the window stood at each
 
 LRESULT RecordingProc(HWND hWnd, uint32_t nMessage, WPARAM wParam, LPARAM lParam)
 {
     g_Seen.push_back(nMessage);
+    g_LiveAtMessage.push_back(GetLiveWindow() == hWnd);
     return DefWindowProcA(hWnd, nMessage, wParam, lParam);
+}
+
+HWND CreateRecordingWindow(const char* pszClass = "Queue")
+{
+    WNDCLASSEXA windowClass = {};
+    windowClass.lpfnWndProc = RecordingProc;
+    windowClass.lpszClassName = "Queue";
+    RegisterClassExA(&windowClass);
+    return CreateWindowExA(0, pszClass, "caption", WS_OVERLAPPEDWINDOW, 0, 0, 64, 48, nullptr,
+                           nullptr, nullptr, nullptr);
 }
 
 class WindowQueueTest : public ::testing::Test {
@@ -54,48 +58,38 @@ protected:
         ResetWindowSystem();
         ResetNullBackend();
         g_Seen.clear();
+        g_LiveAtMessage.clear();
     }
-    void TearDown() override
-    {
-        ResetWindowSystem();
-        ResetNullBackend();
-    }
-
-    HWND Create(const char* pszClass = "Queue")
-    {
-        WNDCLASSEXA windowClass = {};
-        windowClass.cbSize = sizeof(windowClass);
-        windowClass.lpfnWndProc = RecordingProc;
-        windowClass.lpszClassName = "Queue";
-        RegisterClassExA(&windowClass);
-        return CreateWindowExA(0, pszClass, "caption", WS_OVERLAPPEDWINDOW, 0, 0, 64, 48,
-                               nullptr, nullptr, nullptr, nullptr);
-    }
+    void TearDown() override { ResetWindowSystem(); }
 };
 
-TEST_F(WindowQueueTest, CreateAndDestroyNotifyTheProcedureOnce)
+TEST_F(WindowQueueTest, CreateAndDestroyNotifyTheLiveWindowOnce)
 {
-    EXPECT_EQ(Create("NoSuchClass"), nullptr);
+    EXPECT_EQ(CreateRecordingWindow("NoSuchClass"), nullptr);
     GetNullConfig().bWindow = false;
-    EXPECT_EQ(Create(), nullptr);
+    EXPECT_EQ(CreateRecordingWindow(), nullptr);
     EXPECT_TRUE(g_Seen.empty()) << "no WM_CREATE for a window that was not made";
 
     GetNullConfig().bWindow = true;
-    HWND hWnd = Create();
+    HWND hWnd = CreateRecordingWindow();
     ASSERT_NE(hWnd, nullptr);
-    EXPECT_EQ(GetLiveWindow(), hWnd);
+    EXPECT_EQ(CreateRecordingWindow(), nullptr) << "one window at a time";
     EXPECT_TRUE(DestroyWindow(hWnd));
     EXPECT_FALSE(DestroyWindow(hWnd)) << "a dead window is not destroyed twice";
     EXPECT_EQ(g_Seen, (std::vector<uint32_t>{WM_CREATE, WM_DESTROY}));
+    EXPECT_EQ(g_LiveAtMessage, (std::vector<bool>{true, true}));
     EXPECT_EQ(GetLiveWindow(), nullptr);
 }
 
-TEST_F(WindowQueueTest, CloseDestroysAndQuitEndsGetMessage)
+// WM_CLOSE reaches the procedure, whose default destroys the window: the
+// procedure hears WM_DESTROY inside the dispatch of WM_CLOSE.
+TEST_F(WindowQueueTest, CloseDestroysThroughTheDefaultAndQuitEndsGetMessage)
 {
-    HWND hWnd = Create();
+    HWND hWnd = CreateRecordingWindow();
     PostMessageA(hWnd, WM_CLOSE, 0, 0);
     MSG msg;
     ASSERT_EQ(GetMessageA(&msg, nullptr, 0, 0), 1);
+    EXPECT_EQ(msg.message, WM_CLOSE);
     DispatchMessageA(&msg);
     EXPECT_EQ(g_Seen, (std::vector<uint32_t>{WM_CREATE, WM_CLOSE, WM_DESTROY}));
     EXPECT_EQ(GetLiveWindow(), nullptr);
@@ -108,14 +102,13 @@ TEST_F(WindowQueueTest, CloseDestroysAndQuitEndsGetMessage)
     EXPECT_EQ(GetMessageA(&msg, nullptr, 0, 0), 0);
 }
 
-TEST_F(WindowQueueTest, PeekKeepsOrTakesAndHookRunsOnlyWhenEmpty)
+TEST_F(WindowQueueTest, PeekKeepsOrTakesInOrderAndTheHookRunsOnlyWhenEmpty)
 {
-    HWND hWnd = Create();
+    HWND hWnd = CreateRecordingWindow();
     int nHookCalls = 0;
     SetFrameHook([&] { ++nHookCalls; });
     PostMessageA(hWnd, 0x400, 1, 0);
     PostMessageA(hWnd, 0x400, 2, 0);
-
     MSG msg;
     ASSERT_TRUE(PeekMessageA(&msg, nullptr, 0, 0, PM_NOREMOVE));
     EXPECT_EQ(msg.wParam, 1u);
@@ -124,11 +117,10 @@ TEST_F(WindowQueueTest, PeekKeepsOrTakesAndHookRunsOnlyWhenEmpty)
     ASSERT_TRUE(PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE));
     EXPECT_EQ(msg.wParam, 2u);
     EXPECT_EQ(nHookCalls, 0) << "no frame starts while messages wait";
-
     EXPECT_FALSE(PeekMessageA(&msg, nullptr, 0, 0, PM_NOREMOVE));
     EXPECT_EQ(nHookCalls, 1);
     SetFrameHook(nullptr);
-    EXPECT_FALSE(PeekMessageA(&msg, nullptr, 0, 0, PM_NOREMOVE));
+    EXPECT_FALSE(PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE));
     EXPECT_EQ(nHookCalls, 1) << "an empty function removes the hook";
 }
 
@@ -149,9 +141,9 @@ public:
     std::optional<std::string> InitError;
     bool bDraw = false;
     int nFrames = 0, nInits = 0, nShutdowns = 0;
-    std::vector<double> Seconds;         // FrameSeconds of each frame
-    std::vector<std::string> Reports;    // the errors reported, in order
-    std::vector<bool> InputAtShutdown;   // whether DirectInput stood, per Shutdown
+    std::vector<double> Seconds;       // FrameSeconds of each frame
+    std::vector<std::string> Reports;  // the errors reported, in order
+    std::vector<bool> InputAtShutdown; // whether DirectInput stood, per Shutdown
     bool bInputAtReport = false;
 
     int Init() override
@@ -166,7 +158,8 @@ public:
     int Update() override
     {
         Seconds.push_back(GetFrameSeconds());
-        return OnUpdate ? OnUpdate(++nFrames) : (++nFrames, 0);
+        ++nFrames;
+        return OnUpdate ? OnUpdate(nFrames) : 0;
     }
     int Process() override { return OnProcess ? OnProcess(nFrames) : 0; }
     int Draw() override
@@ -192,10 +185,7 @@ public:
 // devices still stood when it was released.
 class CProbe : public CResource {
 public:
-    explicit CProbe(const char* pszName, bool* pDevices) : pDevicesAtRelease(pDevices)
-    {
-        SetName(pszName);
-    }
+    CProbe(const char* pszName, bool* pDevices) : pDevicesAtRelease(pDevices) { SetName(pszName); }
     void Draw(CApplication*) override { NullLog(std::string(GetName()) + " draw"); }
     void Release(CApplication* pApp) override
     {
@@ -205,52 +195,41 @@ public:
     bool* pDevicesAtRelease;
 };
 
-class FrameLoopTest : public ScratchDirTest {
+class FrameLoopTest : public AppTest {
 protected:
     void SetUp() override
     {
-        ScratchDirTest::SetUp();
+        AppTest::SetUp();
         ResetWindowSystem();
-        ResetNullBackend();
         ResetInputState();
         SetFixedStepClock(20);
         g_bQuit = 0;
         g_nFrameResult = 0;
         Config.nDevices = 0;
-        Config.pszCaption = "Frame loop";
         Config.pszClassName = "FrameLoopTest";
-        Config.nWidth = 640;
-        Config.nHeight = 480;
-        Config.nBitDepth = 16;
-        Config.bHardwareDevices = Config.bSoftwareDevices = 1;
-        Config.nNear = 1;
-        Config.nFar = 100;
-        Config.fFieldOfView = 1.5f;
-        Saved = SetMessageBoxHandler([this](HWND, const char* pszText, const char* pszCaption,
-                                            uint32_t) {
-            Boxes.push_back({pszText ? pszText : "", pszCaption ? pszCaption : ""});
-            return 1;
-        });
+        Saved = SetMessageBoxHandler(
+            [this](HWND, const char* pszText, const char* pszCaption, uint32_t) {
+                Boxes.push_back({pszText ? pszText : "", pszCaption ? pszCaption : ""});
+                return 1;
+            });
     }
     void TearDown() override
     {
         SetMessageBoxHandler(Saved);
         SetRealClock();
         ResetWindowSystem();
-        ResetNullBackend();
         g_bQuit = 0;
-        ScratchDirTest::TearDown();
+        AppTest::TearDown();
     }
-    // Whether the lines stand in the call log in this order, others between.
-    static bool LoggedInOrder(const std::vector<std::string>& lines)
+    // Runs the application as a second run of the process would.
+    int RunAgain(CTestApp& app)
     {
-        size_t nNext = 0;
-        for (const std::string& entry : GetNullCallLog())
-            nNext += nNext < lines.size() && entry == lines[nNext];
-        return nNext == lines.size();
+        ResetWindowSystem();
+        g_bQuit = 0;
+        Boxes.clear();
+        return app.Run(&Config, nullptr);
     }
 
-    CAppConfig Config;
     std::vector<CBox> Boxes;
     MessageBoxHandler Saved;
 };
@@ -266,12 +245,11 @@ TEST_F(FrameLoopTest, OrderlyQuitShowsNothingAndShutsDownTwice)
     g_nFrameResult = 2;
     EXPECT_EQ(app.Run(&Config, nullptr), 0);
     EXPECT_FALSE(std::filesystem::exists(ERROR_LOG_NAME));
-    EXPECT_EQ(app.nFrames, 3);
     EXPECT_EQ(app.Seconds, (std::vector<double>{0.02, 0.02, 0.02}));
     EXPECT_TRUE(Boxes.empty());
+    EXPECT_TRUE(app.Reports.empty());
     EXPECT_EQ(app.InputAtShutdown, (std::vector<bool>{true, false}));
     EXPECT_EQ(GetLiveWindow(), nullptr);
-    EXPECT_TRUE(app.Reports.empty());
 }
 
 TEST_F(FrameLoopTest, FailureCodeIsReportedThenShownByItsNumber)
@@ -284,10 +262,10 @@ TEST_F(FrameLoopTest, FailureCodeIsReportedThenShownByItsNumber)
     EXPECT_EQ(Boxes[0].Text, "Error: 2");
     EXPECT_EQ(Boxes[0].Caption, "");
     EXPECT_EQ(app.Reports, std::vector<std::string>{"Old style error thrown.  No information"});
-    EXPECT_EQ(GetLiveWindow(), nullptr);
 }
 
-TEST_F(FrameLoopTest, RequestQuitFromUpdateOrProcessEndsQuietly)
+// RequestQuit ORs the quit bit into the word; Update's bits survive Process.
+TEST_F(FrameLoopTest, RequestQuitAndTheQuitBitFromProcessEndQuietly)
 {
     CTestApp app;
     app.OnUpdate = [](int nFrame) {
@@ -298,14 +276,10 @@ TEST_F(FrameLoopTest, RequestQuitFromUpdateOrProcessEndsQuietly)
     EXPECT_EQ(app.Run(&Config, nullptr), 0);
     EXPECT_EQ(app.nFrames, 2);
     EXPECT_EQ(g_nFrameResult, 5);
-    // Update's bits survive Process: a failure code from Update with the
-    // quit bit from Process is an orderly quit carrying both.
-    ResetWindowSystem();
-    g_bQuit = 0;
     CTestApp second;
     second.OnUpdate = [](int) { return 6; };
     second.OnProcess = [](int) { return 1; };
-    EXPECT_EQ(second.Run(&Config, nullptr), 0);
+    EXPECT_EQ(RunAgain(second), 0);
     EXPECT_EQ(g_nFrameResult, 7);
     EXPECT_TRUE(Boxes.empty());
 }
@@ -315,22 +289,19 @@ TEST_F(FrameLoopTest, RequestQuitFromUpdateOrProcessEndsQuietly)
 TEST_F(FrameLoopTest, ErrorFromInitOrFrameIsReportedAfterTheReleaseAndShownOnce)
 {
     Config.nDevices = DEVICE_DIRECTINPUT;
-    for (int nCase = 0; nCase < 2; ++nCase) {
-        ResetWindowSystem();
-        g_bQuit = 0;
-        Boxes.clear();
+    for (const char* pszInitError : {"Init went wrong.", ""}) {
         CTestApp app;
-        if (nCase == 0)
-            app.InitError = "Init went wrong.";
+        if (*pszInitError)
+            app.InitError = pszInitError;
         app.OnUpdate = [](int nFrame) -> int {
             if (nFrame == 4)
                 throw CError("Frame went wrong.");
             return 0;
         };
-        EXPECT_EQ(app.Run(&Config, nullptr), 0);
-        EXPECT_EQ(app.nFrames, nCase == 0 ? 0 : 4);
+        EXPECT_EQ(RunAgain(app), 0);
+        EXPECT_EQ(app.nFrames, *pszInitError ? 0 : 4);
         ASSERT_EQ(Boxes.size(), 1u);
-        EXPECT_EQ(Boxes[0].Text, nCase == 0 ? "Init went wrong." : "Frame went wrong.");
+        EXPECT_EQ(Boxes[0].Text, *pszInitError ? pszInitError : "Frame went wrong.");
         EXPECT_EQ(app.Reports.size(), 1u);
         EXPECT_FALSE(app.bInputAtReport);
         EXPECT_EQ(app.nShutdowns, 2);
@@ -367,12 +338,12 @@ TEST_F(FrameLoopTest, DrawingFrameRunsTheSceneBetweenDrawAndFlip)
     app.OverlayList.Add(new CProbe("overlay", &bOverlayDevices));
     EXPECT_EQ(app.Run(&Config, nullptr), 0);
     EXPECT_EQ(app.nFrames, 2);
-    const std::vector<std::string> frame = {"app Draw", "BeginScene",   "scene draw", "Clear 2",
-                                            "overlay draw", "EndScene", "Flip"};
+    const std::vector<std::string> frame = {"app Draw",     "BeginScene", "scene draw", "Clear 2",
+                                            "overlay draw", "EndScene",   "Flip"};
     std::vector<std::string> twice = frame;
     twice.insert(twice.end(), frame.begin(), frame.end());
     EXPECT_TRUE(LoggedInOrder(twice));
-    EXPECT_EQ(std::count(GetNullCallLog().begin(), GetNullCallLog().end(), "EndScene"), 2);
+    EXPECT_EQ(CountLogged("EndScene"), 2);
     EXPECT_TRUE(bSceneDevices);
     EXPECT_TRUE(bOverlayDevices);
     EXPECT_TRUE(Boxes.empty());
@@ -380,21 +351,13 @@ TEST_F(FrameLoopTest, DrawingFrameRunsTheSceneBetweenDrawAndFlip)
 
 // ---------------------------------------------------------------- SDL events
 
-SDL_Event KeyEvent(uint32_t nType, SDL_Scancode code, bool bRepeat = false)
+SDL_Event KeyEvent(uint32_t nType, int nScancode, bool bRepeat = false)
 {
     SDL_Event event = {};
     event.type = nType;
     event.key.state = nType == SDL_KEYDOWN ? SDL_PRESSED : SDL_RELEASED;
     event.key.repeat = bRepeat ? 1 : 0;
-    event.key.keysym.scancode = code;
-    return event;
-}
-
-SDL_Event WindowEvent(uint8_t nWhat)
-{
-    SDL_Event event = {};
-    event.type = SDL_WINDOWEVENT;
-    event.window.event = nWhat;
+    event.key.keysym.scancode = static_cast<SDL_Scancode>(nScancode);
     return event;
 }
 
@@ -407,36 +370,55 @@ SDL_Event ButtonEvent(uint32_t nType, uint8_t nButton)
     return event;
 }
 
-TEST(SdlEvents, KeysGoToTheirScanCodesAndRepeatsAreIgnored)
+class SdlScanCodeTest : public ::testing::TestWithParam<std::pair<int, int>> {};
+
+// Letters follow the keyboard's rows, digits and F1..F10 run on from their
+// first code; the rest comes from the table. -1: DirectInput has no such key.
+TEST_P(SdlScanCodeTest, KeysGoToTheirDirectInputScanCodes)
+{
+    const auto [nSdl, nCode] = GetParam();
+    EXPECT_EQ(ScanCodeFromSdl(nSdl), nCode);
+    CInputState state;
+    ApplySdlEvent(KeyEvent(SDL_KEYDOWN, nSdl), state, true);
+    EXPECT_EQ(std::count(std::begin(state.Keys), std::end(state.Keys), 0x80), nCode < 0 ? 0 : 1);
+    if (nCode >= 0) {
+        EXPECT_EQ(state.Keys[nCode], 0x80);
+    }
+}
+
+// DirectInput's codes, from its keyboard table.
+INSTANTIATE_TEST_SUITE_P(
+    Keys, SdlScanCodeTest,
+    ::testing::Values(std::pair{SDL_SCANCODE_A, 0x1E}, std::pair{SDL_SCANCODE_B, 0x30},
+                      std::pair{SDL_SCANCODE_D, 0x20}, std::pair{SDL_SCANCODE_S, 0x1F},
+                      std::pair{SDL_SCANCODE_W, 0x11}, std::pair{SDL_SCANCODE_Z, 0x2C},
+                      std::pair{SDL_SCANCODE_1, 0x02}, std::pair{SDL_SCANCODE_0, 0x0B},
+                      std::pair{SDL_SCANCODE_F1, 0x3B}, std::pair{SDL_SCANCODE_F10, 0x44},
+                      std::pair{SDL_SCANCODE_F11, 0x57}, std::pair{SDL_SCANCODE_ESCAPE, 0x01},
+                      std::pair{SDL_SCANCODE_RETURN, 0x1C}, std::pair{SDL_SCANCODE_TAB, 0x0F},
+                      std::pair{SDL_SCANCODE_UP, 0xC8}, std::pair{SDL_SCANCODE_KP_8, 0x48},
+                      std::pair{SDL_SCANCODE_RCTRL, 0x9D}, std::pair{SDL_SCANCODE_F24, -1}));
+
+TEST(SdlEvents, ReleasesClearKeysAndRepeatsAreIgnored)
 {
     CInputState state;
     ApplySdlEvent(KeyEvent(SDL_KEYDOWN, SDL_SCANCODE_W), state, true);
-    ApplySdlEvent(KeyEvent(SDL_KEYDOWN, SDL_SCANCODE_UP), state, true);
-    EXPECT_EQ(state.Keys[DIK_W], 0x80);
-    EXPECT_EQ(state.Keys[DIK_UP], 0x80);
     ApplySdlEvent(KeyEvent(SDL_KEYUP, SDL_SCANCODE_W), state, true);
     EXPECT_EQ(state.Keys[DIK_W], 0);
     // A repeat arriving after the release must not bring the key back.
     ApplySdlEvent(KeyEvent(SDL_KEYDOWN, SDL_SCANCODE_W, true), state, true);
     EXPECT_EQ(state.Keys[DIK_W], 0);
-    // A key DirectInput does not have changes nothing.
-    CInputState before = state;
-    ApplySdlEvent(KeyEvent(SDL_KEYDOWN, SDL_SCANCODE_F24), state, true);
-    EXPECT_EQ(0, std::memcmp(before.Keys, state.Keys, sizeof(state.Keys)));
 }
 
 TEST(SdlEvents, MouseMotionWheelAndButtonsAccumulate)
 {
     CInputState state;
-    SDL_Event motion = {};
-    motion.type = SDL_MOUSEMOTION;
-    motion.motion.xrel = 5;
+    SDL_Event motion = MotionEvent(5);
     motion.motion.yrel = -3;
     ApplySdlEvent(motion, state, true);
     ApplySdlEvent(motion, state, true);
     EXPECT_EQ(state.nMouseX, 10);
     EXPECT_EQ(state.nMouseY, -6);
-
     SDL_Event wheel = {};
     wheel.type = SDL_MOUSEWHEEL;
     wheel.wheel.y = 2;
@@ -445,7 +427,6 @@ TEST(SdlEvents, MouseMotionWheelAndButtonsAccumulate)
     wheel.wheel.direction = SDL_MOUSEWHEEL_FLIPPED;
     ApplySdlEvent(wheel, state, true);
     EXPECT_EQ(state.nMouseZ, 240 - 120);
-
     ApplySdlEvent(ButtonEvent(SDL_MOUSEBUTTONDOWN, SDL_BUTTON_RIGHT), state, true);
     ApplySdlEvent(ButtonEvent(SDL_MOUSEBUTTONDOWN, SDL_BUTTON_MIDDLE), state, true);
     EXPECT_EQ(state.MouseButtons[0], 0);
@@ -466,7 +447,6 @@ TEST(SdlEvents, FocusLossReleasesHeldInputAndScriptsHearOnlyCloses)
     EXPECT_EQ(state.MouseButtons[0], 0);
     ApplySdlEvent(WindowEvent(SDL_WINDOWEVENT_FOCUS_GAINED), state, true);
     EXPECT_TRUE(state.bFocus);
-
     // Without live input (a script runs) keys and focus are left alone.
     ApplySdlEvent(KeyEvent(SDL_KEYDOWN, SDL_SCANCODE_ESCAPE), state, false);
     ApplySdlEvent(WindowEvent(SDL_WINDOWEVENT_FOCUS_LOST), state, false);
@@ -486,15 +466,13 @@ TEST(SdlEvents, JoystickValuesInDirectInputRanges)
     EXPECT_EQ(SdlAxisToRange(-32768), 0);
     EXPECT_EQ(SdlAxisToRange(0), 32768);
     EXPECT_EQ(SdlAxisToRange(32767), 65535);
-
     const std::pair<uint8_t, uint32_t> hats[] = {
-        {SDL_HAT_CENTERED, 0xFFFFFFFFu}, {SDL_HAT_UP, 0},       {SDL_HAT_RIGHTUP, 4500},
+        {SDL_HAT_CENTERED, 0xFFFFFFFFu}, {SDL_HAT_UP, 0},          {SDL_HAT_RIGHTUP, 4500},
         {SDL_HAT_RIGHT, 9000},           {SDL_HAT_RIGHTDOWN, 13500}, {SDL_HAT_DOWN, 18000},
-        {SDL_HAT_LEFTDOWN, 22500},       {SDL_HAT_LEFT, 27000}, {SDL_HAT_LEFTUP, 31500},
+        {SDL_HAT_LEFTDOWN, 22500},       {SDL_HAT_LEFT, 27000},    {SDL_HAT_LEFTUP, 31500},
     };
     for (const auto& [nHat, nPov] : hats)
         EXPECT_EQ(SdlHatToPov(nHat), nPov) << "hat " << int(nHat);
-
     EXPECT_EQ(ForceToSdlLevel(10000), 32767);
     EXPECT_EQ(ForceToSdlLevel(-10000), -32767);
     EXPECT_EQ(ForceToSdlLevel(250000), 32767) << "out-of-range magnitudes clamp, not wrap";
@@ -529,7 +507,7 @@ private:
 
 std::vector<std::string> g_Warnings;
 
-TEST(SdlBackend, LiveRunWithoutDisplayIsRefused)
+TEST(SdlBackend, LiveRunWithoutDisplayIsRefusedAndAScriptRunsHeadless)
 {
     CScopedEnv driver("SDL_VIDEODRIVER", nullptr);
     CScopedEnv display("DISPLAY", nullptr);
@@ -539,15 +517,14 @@ TEST(SdlBackend, LiveRunWithoutDisplayIsRefused)
     EXPECT_FALSE(InitSdlBackend(options, &error));
     EXPECT_NE(error.find("No display found"), std::string::npos) << error;
     EXPECT_NE(error.find("--script"), std::string::npos) << "the message names the way out";
-
-    // A script runs headless, even when the display named cannot be reached.
+    // Even when the display named cannot be reached.
     CScopedEnv stale("DISPLAY", ":97");
     options.bScripted = true;
     EXPECT_TRUE(InitSdlBackend(options, &error)) << error;
     ShutdownSdlBackend();
 }
 
-TEST(SdlBackend, HeadlessScriptedRunGetsAWindowWithOpenGL)
+TEST(SdlBackend, HeadlessScriptedRunGetsACompatibilityContextAndSound)
 {
     CScopedEnv driver("SDL_VIDEODRIVER", "offscreen");
     CScopedEnv audio("SDL_AUDIODRIVER", "dummy");
@@ -556,27 +533,18 @@ TEST(SdlBackend, HeadlessScriptedRunGetsAWindowWithOpenGL)
     options.bScripted = true;
     std::string error;
     ASSERT_TRUE(InitSdlBackend(options, &error)) << error;
-    EXPECT_TRUE(IsOffscreenVideo());
-    EXPECT_TRUE(GetSdlOptions().bScripted);
-
     IPlatformBackend* pBackend = GetSdlBackend();
     ASSERT_TRUE(pBackend->OpenWindow("headless", 320, 200));
-    ASSERT_NE(GetSdlWindow(), nullptr);
     int nWidth = 0, nHeight = 0;
     SDL_GetWindowSize(GetSdlWindow(), &nWidth, &nHeight);
-    EXPECT_EQ(nWidth, 320);
-    EXPECT_EQ(nHeight, 200);
-    const GLubyte* pszRenderer = glGetString(GL_RENDERER);
-    EXPECT_NE(pszRenderer, nullptr);
+    EXPECT_EQ(nWidth * 1000 + nHeight, 320200);
     int nMajor = 0, nMinor = 0;
     const char* pszVersion = reinterpret_cast<const char*>(glGetString(GL_VERSION));
     ASSERT_NE(pszVersion, nullptr);
     ASSERT_EQ(std::sscanf(pszVersion, "%d.%d", &nMajor, &nMinor), 2) << pszVersion;
     EXPECT_GE(nMajor * 10 + nMinor, 21) << pszVersion;
-    // The display code draws with the fixed-function pipeline: the context
-    // must be a compatibility one.
+    // The display code draws with the fixed-function pipeline.
     glMatrixMode(GL_PROJECTION);
-    glLoadIdentity();
     EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
     EXPECT_FALSE(pBackend->OpenWindow("second", 32, 32)) << "one window at a time";
 
@@ -586,20 +554,14 @@ TEST(SdlBackend, HeadlessScriptedRunGetsAWindowWithOpenGL)
     SDL_PushEvent(&key);
     pBackend->PumpEvents(false);
     EXPECT_EQ(GetInputState().Keys[DIK_ESCAPE], 0);
-    EXPECT_TRUE(GetInputState().Controllers.empty());
 
-    const uint32_t nStart = pBackend->Milliseconds();
-    EXPECT_GE(pBackend->Milliseconds(), nStart);
-
-    // Sound: the device opens at the primary format and follows a change.
+    // The sound device opens at the primary format and follows a change.
     IDirectSound* pSound = nullptr;
     ASSERT_EQ(pBackend->CreateDirectSound(&pSound), S_OK);
     SDL_AudioSpec device = {};
     ASSERT_TRUE(GetOpenAudioFormat(&device));
     EXPECT_EQ(device.format, AUDIO_S16SYS);
-    DSBUFFERDESC desc = {};
-    desc.dwSize = sizeof(desc);
-    desc.dwFlags = DSBCAPS_PRIMARYBUFFER;
+    DSBUFFERDESC desc = {sizeof(DSBUFFERDESC), DSBCAPS_PRIMARYBUFFER, 0, 0, nullptr};
     IDirectSoundBuffer* pPrimary = nullptr;
     ASSERT_EQ(pSound->CreateSoundBuffer(&desc, &pPrimary, nullptr), S_OK);
     WAVEFORMATEX format = {WAVE_FORMAT_PCM, 1, 11025, 11025, 1, 8, 0};
@@ -616,8 +578,7 @@ TEST(SdlBackend, HeadlessScriptedRunGetsAWindowWithOpenGL)
     ShutdownSdlBackend();
     EXPECT_FALSE(GetOpenAudioFormat(&device)) << "shutdown closes the device";
     SetBackendWarningHandler(nullptr);
-    for (const std::string& warning : g_Warnings)
-        EXPECT_EQ(warning.find("sound"), std::string::npos) << warning;
+    EXPECT_EQ(g_Warnings, std::vector<std::string>{});
 }
 
 TEST(SdlBackend, CloseRequestBecomesOneCloseMessage)
@@ -630,28 +591,19 @@ TEST(SdlBackend, CloseRequestBecomesOneCloseMessage)
     std::string error;
     ASSERT_TRUE(InitSdlBackend(options, &error)) << error;
     SetPlatformBackend(GetSdlBackend());
-
-    WNDCLASSEXA windowClass = {};
-    windowClass.lpfnWndProc = RecordingProc;
-    windowClass.lpszClassName = "SdlClose";
-    RegisterClassExA(&windowClass);
-    HWND hWnd = CreateWindowExA(0, "SdlClose", "close", 0, 0, 0, 64, 48, nullptr, nullptr,
-                                nullptr, nullptr);
+    HWND hWnd = CreateRecordingWindow();
     ASSERT_NE(hWnd, nullptr);
     SDL_Event quit = {};
     quit.type = SDL_QUIT;
     SDL_PushEvent(&quit);
     SDL_PushEvent(&quit);
-
     MSG msg;
     ASSERT_TRUE(PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE));
     EXPECT_EQ(msg.message, WM_CLOSE);
     EXPECT_EQ(msg.hwnd, hWnd);
     DispatchMessageA(&msg);
-    EXPECT_EQ(GetLiveWindow(), nullptr) << "the default procedure destroyed the window";
-    EXPECT_EQ(GetSdlWindow(), nullptr) << "and with it the SDL window";
+    EXPECT_EQ(GetSdlWindow(), nullptr) << "the default procedure destroyed the SDL window";
     EXPECT_FALSE(PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE)) << "two requests, one message";
-
     SetPlatformBackend(nullptr);
     ResetWindowSystem();
     ShutdownSdlBackend();
