@@ -97,13 +97,24 @@ TEST(SoundDevice, MixerResamplesAndConverts)
     pBuffer->Play(0, 0, DSBPLAY_LOOPING);
     EXPECT_EQ(Mix16(4), (std::vector<int16_t>{-16384, -16384, 0, 0, 0, 0, 16384, 16384}));
 
-    // An 8-bit mono output averages the sides and centres on 128.
+    // An 8-bit mono output centres on 128 and averages the sides of a
+    // stereo buffer: (0x1000 + 0x3000) / 2 is 0x20 in the high byte.
     WAVEFORMATEX narrow = {1, 1, 22050, 22050, 1, 8, 0};
     ASSERT_EQ(pPrimary->SetFormat(&narrow), S_OK);
     uint8_t bytes[2];
     MixSound(bytes, 2);
     EXPECT_EQ(bytes[0], 0x80 + 64);
     EXPECT_EQ(bytes[1], 0x80 - 64);
+    pBuffer->Release();
+    WAVEFORMATEX stereo = {1, 2, 22050, 88200, 4, 16, 0};
+    desc = {sizeof(DSBUFFERDESC), DSBCAPS_STATIC, 4, 0, &stereo};
+    ASSERT_EQ(pSound->CreateSoundBuffer(&desc, &pBuffer, nullptr), S_OK);
+    ASSERT_EQ(pBuffer->Lock(0, 4, &pData, &nBytes, nullptr, nullptr, 0), S_OK);
+    const int16_t sides[2] = {0x1000, 0x3000};
+    std::memcpy(pData, sides, 4);
+    pBuffer->Play(0, 0, 0);
+    MixSound(bytes, 1);
+    EXPECT_EQ(bytes[0], 0x80 + 0x20);
 
     pBuffer->Release();
     uint8_t silence[4] = {1, 2, 3, 4};

@@ -1,12 +1,11 @@
 // The OpenGL display and device on Mesa's software rasteriser, headless:
 // pictures are read back from the framebuffer and compared texel by texel.
 #include "platform/gdi.h"
-#include "platform/gl_context.h"
 #include "platform/gl_display.h"
 #include "platform/gl_state.h"
 #include "platform/gl_surfaces.h"
-#include "platform/png_file.h"
 #include "platform/sdl_backend.h"
+#include "platform/sdl_window.h"
 #include "tests/display_fixture.h"
 #include "tests/picture.h"
 #include "tests/run_program.h"
@@ -15,8 +14,9 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstdlib>
+#include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -26,12 +26,7 @@ constexpr uint32_t W = 64;
 constexpr uint32_t H = 48;
 const DDPIXELFORMAT ARGB8888 = MakeRGBFormat(32, 8, 8, 8, 8);
 
-SDL_Window* g_pWindow = nullptr;
-SDL_GLContext g_hContext = nullptr;
-
-struct CRgb {
-    int r, g, b;
-};
+bool g_bContext = false;
 
 struct CScreenVertex {
     float x, y, z, rhw;
@@ -55,37 +50,27 @@ HRESULT CollectDevice(char*, char*, D3DDEVICEDESC7* pDesc, void* pContext)
 
 class GLDeviceTest : public DisplayTest {
 protected:
+    // A software context without a display, so pictures are exact. The
+    // window and its context stay to the end of the process: closing the
+    // video driver unloads OpenGL libraries that keep blocks of their own,
+    // which a leak checker then can no longer tell apart.
     static void SetUpTestSuite()
     {
-        // A software context without a display, so pictures are exact.
+        if (g_bContext)
+            return;
         setenv("SDL_VIDEODRIVER", "offscreen", 1);
         setenv("GALLIUM_DRIVER", "llvmpipe", 1);
         setenv("LIBGL_ALWAYS_SOFTWARE", "1", 1);
-        if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0)
-            return;
-        SDL_GL_SetAttribute(SDL_GL_CONTEXT_MAJOR_VERSION, 2);
-        SDL_GL_SetAttribute(SDL_GL_CONTEXT_MINOR_VERSION, 1);
-        SDL_GL_SetAttribute(SDL_GL_CONTEXT_PROFILE_MASK, SDL_GL_CONTEXT_PROFILE_COMPATIBILITY);
-        SDL_GL_SetAttribute(SDL_GL_DOUBLEBUFFER, 1);
-        g_pWindow = SDL_CreateWindow("test", 0, 0, 80, 48, SDL_WINDOW_OPENGL | SDL_WINDOW_HIDDEN);
-        if (g_pWindow)
-            g_hContext = SDL_GL_CreateContext(g_pWindow);
-        if (!g_hContext || SDL_GL_MakeCurrent(g_pWindow, g_hContext) != 0) {
-            g_hContext = nullptr;
-            return;
-        }
-        SetGLTargetWindow(g_pWindow);
+        CSdlOptions options;
+        options.bScripted = true;
+        std::string error;
+        g_bContext = InitSdlBackend(options, &error) && GetSdlBackend()->OpenWindow("test", W, H);
     }
-
-    // The window and its context stay to the end of the process: closing
-    // the video driver unloads OpenGL libraries that keep blocks of their
-    // own, which a leak checker then can no longer tell apart.
-    static void TearDownTestSuite() { SetGLTargetWindow(nullptr); }
 
     void SetUp() override
     {
         DisplayTest::SetUp();
-        if (!g_hContext)
+        if (!g_bContext)
             GTEST_SKIP() << "no OpenGL context: " << SDL_GetError();
         ASSERT_EQ(CreateGLDirectDraw(&pDD), S_OK);
         OpenDisplay(W, H);
@@ -171,17 +156,28 @@ protected:
         pDevice->SetTextureStageState(1, D3DTSS_TEXCOORDINDEX, 1);
     }
 
-    // The framebuffer's picture, top row first.
-    std::vector<uint8_t> Picture()
+    // The framebuffer's picture.
+    CPicture Picture()
     {
-        std::vector<uint8_t> rgb;
-        dynamic_cast<CGLBackSurface*>(pBack)->ReadPicture(&rgb);
-        return rgb;
+        CPicture picture{static_cast<int>(W), static_cast<int>(H), {}};
+        dynamic_cast<CGLBackSurface*>(pBack)->ReadPicture(&picture.Rgb);
+        return picture;
     }
-    static CRgb At(const std::vector<uint8_t>& rgb, uint32_t x, uint32_t y)
+    // The picture of one scene drawn on black.
+    CPicture Scene(const std::function<void()>& draw)
     {
-        const uint8_t* p = rgb.data() + (static_cast<size_t>(y) * W + x) * 3;
-        return {p[0], p[1], p[2]};
+        Fill(pBack, 0);
+        EXPECT_EQ(pDevice->BeginScene(), S_OK);
+        draw();
+        EXPECT_EQ(pDevice->EndScene(), S_OK);
+        return Picture();
+    }
+    // A pixel as six hex digits, RRGGBB.
+    static std::string Hex(const CPicture& picture, int x, int y)
+    {
+        char szText[8];
+        std::snprintf(szText, sizeof(szText), "%06x", picture.At(x, y));
+        return szText;
     }
     static uint32_t CpuPixel(IDirectDrawSurface7* pSurface, uint32_t x, uint32_t y)
     {
@@ -192,16 +188,6 @@ protected:
         return v;
     }
 };
-
-::testing::AssertionResult RgbNear(const CRgb& actual, int r, int g, int b, int nTolerance = 0)
-{
-    if (std::abs(actual.r - r) <= nTolerance && std::abs(actual.g - g) <= nTolerance &&
-        std::abs(actual.b - b) <= nTolerance)
-        return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "got " << actual.r << "," << actual.g << ","
-                                         << actual.b << " instead of " << r << "," << g << ","
-                                         << b;
-}
 
 } // namespace
 
@@ -239,11 +225,11 @@ TEST_F(GLDeviceTest, CpuAndGpuDrawingShareOnePicture)
     ASSERT_EQ(pBack->ReleaseDC(hdc), S_OK);
     DrawQuad(48, 0, 64, 48, 0.5f, 0xFFFFFFFFu); // uploads the CPU side first
     ASSERT_EQ(pDevice->EndScene(), S_OK);
-    std::vector<uint8_t> rgb = Picture();
-    EXPECT_TRUE(RgbNear(At(rgb, 10, 10), 255, 0, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 40, 10), 0, 255, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 40, 11), 0, 0, 255));
-    EXPECT_TRUE(RgbNear(At(rgb, 60, 10), 255, 255, 255));
+    CPicture rgb = Picture();
+    EXPECT_EQ(Hex(rgb, 10, 10), "ff0000");
+    EXPECT_EQ(Hex(rgb, 40, 10), "00ff00");
+    EXPECT_EQ(Hex(rgb, 40, 11), "0000ff");
+    EXPECT_EQ(Hex(rgb, 60, 10), "ffffff");
     EXPECT_EQ(CpuPixel(pBack, 10, 10), 0xF800u);
     EXPECT_EQ(CpuPixel(pBack, 40, 10), 0x07E0u);
     EXPECT_EQ(CpuPixel(pBack, 60, 10), 0xFFFFu);
@@ -263,16 +249,16 @@ TEST_F(GLDeviceTest, TexturedScreenQuadIsUprightAndChangedTexelsAreUploaded)
     pTexture->Unlock(nullptr);
     UseOnly(D3DTA_TEXTURE, pTexture);
     DrawQuad(0, 0, W, H);
-    std::vector<uint8_t> rgb = Picture();
-    EXPECT_TRUE(RgbNear(At(rgb, 1, 1), 255, 0, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 62, 1), 0, 255, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 1, 46), 0, 0, 255));
-    EXPECT_TRUE(RgbNear(At(rgb, 62, 46), 255, 255, 255));
+    CPicture rgb = Picture();
+    EXPECT_EQ(Hex(rgb, 1, 1), "ff0000");
+    EXPECT_EQ(Hex(rgb, 62, 1), "00ff00");
+    EXPECT_EQ(Hex(rgb, 1, 46), "0000ff");
+    EXPECT_EQ(Hex(rgb, 62, 46), "ffffff");
     ASSERT_EQ(pTexture->Lock(nullptr, &desc, DDLOCK_WAIT, nullptr), S_OK);
     pLevel->WritePixel(0, 0, 0xFF000000u);
     pTexture->Unlock(nullptr);
     DrawQuad(0, 0, W, H);
-    EXPECT_TRUE(RgbNear(At(Picture(), 1, 1), 0, 0, 0));
+    EXPECT_EQ(Hex(Picture(), 1, 1), "000000");
 }
 
 TEST_F(GLDeviceTest, LightmapStageMultipliesTheTexture)
@@ -285,31 +271,29 @@ TEST_F(GLDeviceTest, LightmapStageMultipliesTheTexture)
     pDevice->SetTexture(1, pLightmap);
     DrawQuad(0, 0, W, H);
     // 0xC0 * 0x80, 0x80 * 0xFF, 0x40 * 0x40, each over 255.
-    EXPECT_TRUE(RgbNear(At(Picture(), 30, 20), 0x60, 0x80, 0x10, 1));
+    EXPECT_PRED3(NearColour, Picture().At(30, 20), 0x608010u, 1);
     // Without a texture the stage samples white: the lightmap shows alone.
     pDevice->SetTexture(0, nullptr);
     DrawQuad(0, 0, W, H);
-    EXPECT_TRUE(RgbNear(At(Picture(), 30, 20), 0x80, 0xFF, 0x40, 1));
+    EXPECT_PRED3(NearColour, Picture().At(30, 20), 0x80FF40u, 1);
 }
 
 TEST_F(GLDeviceTest, WireframeDrawsTheEdgesOfEachTriangleOnly)
 {
     Open();
-    Fill(pBack, 0);
     UseOnly(D3DTA_TFACTOR);
     pDevice->SetRenderState(D3DRENDERSTATE_TEXTUREFACTOR, 0xFFFFFF00u);
     pDevice->SetRenderState(D3DRENDERSTATE_FILLMODE, D3DFILL_WIREFRAME);
-    DrawQuad(10.5f, 10.5f, 50.5f, 40.5f);
-    std::vector<uint8_t> rgb = Picture();
+    const CPicture rgb = Scene([&] { DrawQuad(10.5f, 10.5f, 50.5f, 40.5f); });
     // Both triangles of the fan show their edges, the shared one included.
-    EXPECT_TRUE(RgbNear(At(rgb, 20, 30), 0, 0, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 45, 15), 0, 0, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 30, 25), 255, 255, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 30, 10), 255, 255, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 10, 25), 255, 255, 0));
+    EXPECT_EQ(Hex(rgb, 20, 30), "000000");
+    EXPECT_EQ(Hex(rgb, 45, 15), "000000");
+    EXPECT_EQ(Hex(rgb, 30, 25), "ffff00");
+    EXPECT_EQ(Hex(rgb, 30, 10), "ffff00");
+    EXPECT_EQ(Hex(rgb, 10, 25), "ffff00");
     pDevice->SetRenderState(D3DRENDERSTATE_FILLMODE, D3DFILL_SOLID);
     DrawQuad(10.5f, 10.5f, 50.5f, 40.5f);
-    EXPECT_TRUE(RgbNear(At(Picture(), 20, 30), 255, 255, 0));
+    EXPECT_EQ(Hex(Picture(), 20, 30), "ffff00");
 }
 
 // Screen vertices, projected world vertices and the cleared z-buffer all
@@ -335,16 +319,16 @@ TEST_F(GLDeviceTest, DepthsOfClearScreenAndWorldShareTheZeroToOneRange)
     DrawWorld(nearer);
     DrawWorld(farther);
     DrawQuad(0, 0, W, H, 0.45f, 0xFF0000FFu); // between the world quads
-    std::vector<uint8_t> rgb = Picture();
-    EXPECT_TRUE(RgbNear(At(rgb, 8, 24), 255, 0, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 24, 24), 0, 0, 255));
-    EXPECT_TRUE(RgbNear(At(rgb, 56, 24), 0, 255, 0));
+    CPicture rgb = Picture();
+    EXPECT_EQ(Hex(rgb, 8, 24), "ff0000");
+    EXPECT_EQ(Hex(rgb, 24, 24), "0000ff");
+    EXPECT_EQ(Hex(rgb, 56, 24), "00ff00");
     // Clearing the depth alone keeps the colours.
     ASSERT_EQ(pDevice->Clear(0, nullptr, D3DCLEAR_ZBUFFER, 0, 1.0f, 0), S_OK);
     DrawQuad(0, 0, 16, 24, 0.9f, 0xFFFFFFFFu);
     rgb = Picture();
-    EXPECT_TRUE(RgbNear(At(rgb, 8, 12), 255, 255, 255));
-    EXPECT_TRUE(RgbNear(At(rgb, 8, 36), 255, 0, 0));
+    EXPECT_EQ(Hex(rgb, 8, 12), "ffffff");
+    EXPECT_EQ(Hex(rgb, 8, 36), "ff0000");
 }
 
 TEST_F(GLDeviceTest, WorldVerticesGoThroughWorldViewAndProjection)
@@ -367,20 +351,16 @@ TEST_F(GLDeviceTest, WorldVerticesGoThroughWorldViewAndProjection)
     D3DMATRIX view = IdentityMatrix();
     view.m[13] = 2.0f;
     pDevice->SetTransform(D3DTRANSFORMSTATE_VIEW, &view);
-    Fill(pBack, 0);
     pDevice->Clear(0, nullptr, D3DCLEAR_ZBUFFER, 0, 1.0f, 0);
     // From y 0 to 8 at depth 10, so 2 to 6 after the transforms: its lower
     // edge 0.2 of the half height (4.8 pixels) above the picture's centre.
     std::array<CWorldVertex, 4> quad = WorldQuad(-2, 0, 2, 8, 10.0f);
-    DrawWorld(quad);
-    std::vector<uint8_t> rgb = Picture();
-    EXPECT_TRUE(RgbNear(At(rgb, 32, 18), 255, 255, 255));
-    EXPECT_TRUE(RgbNear(At(rgb, 32, 19), 0, 0, 0));
+    const CPicture rgb = Scene([&] { DrawWorld(quad); });
+    EXPECT_EQ(Hex(rgb, 32, 18), "ffffff");
+    EXPECT_EQ(Hex(rgb, 32, 19), "000000");
     // Beyond the far plane it is clipped away.
     quad = WorldQuad(-40, 0, 40, 8, 101.0f);
-    Fill(pBack, 0);
-    DrawWorld(quad);
-    EXPECT_TRUE(RgbNear(At(Picture(), 32, 24 - 1), 0, 0, 0));
+    EXPECT_EQ(Hex(Scene([&] { DrawWorld(quad); }), 32, 23), "000000");
 }
 
 TEST_F(GLDeviceTest, CullingFollowsScreenWinding)
@@ -391,12 +371,13 @@ TEST_F(GLDeviceTest, CullingFollowsScreenWinding)
     CScreenVertex clockwise[3] = {{0, 0, 0.5f, 1, 0xFFFFFFFFu, 0, 0, 0, 0},
                                   {64, 0, 0.5f, 1, 0xFFFFFFFFu, 0, 0, 0, 0},
                                   {0, 48, 0.5f, 1, 0xFFFFFFFFu, 0, 0, 0, 0}};
-    const std::pair<uint32_t, int> cases[] = {{D3DCULL_CCW, 255}, {D3DCULL_CW, 0}, {D3DCULL_NONE, 255}};
+    const std::pair<uint32_t, uint32_t> cases[] = {
+        {D3DCULL_CCW, 0xFFFFFF}, {D3DCULL_CW, 0}, {D3DCULL_NONE, 0xFFFFFF}};
     for (const auto& [nCull, nExpected] : cases) {
-        Fill(pBack, 0);
         pDevice->SetRenderState(D3DRENDERSTATE_CULLMODE, nCull);
-        pDevice->DrawPrimitive(D3DPT_TRIANGLEFAN, 0x244, clockwise, 3, 0);
-        EXPECT_EQ(At(Picture(), 5, 5).r, nExpected) << "cull mode " << nCull;
+        const CPicture rgb =
+            Scene([&] { pDevice->DrawPrimitive(D3DPT_TRIANGLEFAN, 0x244, clockwise, 3, 0); });
+        EXPECT_EQ(rgb.At(5, 5), nExpected) << "cull mode " << nCull;
     }
 }
 
@@ -411,12 +392,12 @@ TEST_F(GLDeviceTest, ColourKeyedTexelsAreTransparent)
     UseOnly(D3DTA_TEXTURE, pGlyph);
     pDevice->SetRenderState(D3DRENDERSTATE_COLORKEYENABLE, 1);
     DrawQuad(0, 0, W, H);
-    std::vector<uint8_t> rgb = Picture();
-    EXPECT_TRUE(RgbNear(At(rgb, 10, 10), 255, 0, 0));     // keyed half: background
-    EXPECT_TRUE(RgbNear(At(rgb, 50, 10), 255, 255, 255)); // white half drawn
+    CPicture rgb = Picture();
+    EXPECT_EQ(Hex(rgb, 10, 10), "ff0000");     // keyed half: background
+    EXPECT_EQ(Hex(rgb, 50, 10), "ffffff"); // white half drawn
     pDevice->SetRenderState(D3DRENDERSTATE_COLORKEYENABLE, 0);
     DrawQuad(0, 0, W, H);
-    EXPECT_TRUE(RgbNear(At(Picture(), 10, 10), 0x7F, 0, 0x7F)); // the key colour itself
+    EXPECT_EQ(Hex(Picture(), 10, 10), "7f007f"); // the key colour itself
 }
 
 TEST_F(GLDeviceTest, MipFilterChoosesTheLevel)
@@ -427,10 +408,10 @@ TEST_F(GLDeviceTest, MipFilterChoosesTheLevel)
     // 16 texels on 4 pixels: level 2 (4x4) fits.
     pDevice->SetTextureStageState(0, D3DTSS_MIPFILTER, D3DTFP_POINT);
     DrawQuad(0, 0, 4, 4);
-    EXPECT_TRUE(RgbNear(At(Picture(), 1, 1), 0, 0, 255));
+    EXPECT_EQ(Hex(Picture(), 1, 1), "0000ff");
     pDevice->SetTextureStageState(0, D3DTSS_MIPFILTER, D3DTFP_NONE);
     DrawQuad(0, 0, 4, 4);
-    EXPECT_TRUE(RgbNear(At(Picture(), 1, 1), 255, 0, 0));
+    EXPECT_EQ(Hex(Picture(), 1, 1), "ff0000");
 }
 
 TEST_F(GLDeviceTest, ShotIsWrittenOnceWithTheTopRowFirst)
@@ -500,25 +481,23 @@ TEST_P(GLFrameTest, DrawCallsAndBindsOfAFrame)
     IDirectDrawSurface7* lightmaps[4];
     for (IDirectDrawSurface7*& p : lightmaps)
         p = MakeTexture(16, 16, 0, {0xFFFFFFFFu});
-    Fill(pBack, 0);
     const CGLDeviceCounters before = GetGLDeviceCounters();
-    ASSERT_EQ(pDevice->BeginScene(), S_OK);
-    pDevice->Clear(0, nullptr, D3DCLEAR_ZBUFFER, 0, 1.0f, 0);
-    for (int i = 0; i < 4; ++i) {
-        pDevice->SetTexture(0, textures[i % 2]);
-        pDevice->SetTexture(1, lightmaps[i]);
-        DrawWorld(quads[i]);
-    }
-    ASSERT_EQ(pDevice->EndScene(), S_OK);
+    const CPicture rgb = Scene([&] {
+        pDevice->Clear(0, nullptr, D3DCLEAR_ZBUFFER, 0, 1.0f, 0);
+        for (int i = 0; i < 4; ++i) {
+            pDevice->SetTexture(0, textures[i % 2]);
+            pDevice->SetTexture(1, lightmaps[i]);
+            DrawWorld(quads[i]);
+        }
+    });
     EXPECT_EQ(GetGLDeviceCounters().nDrawCalls - before.nDrawCalls, c.nDraws);
     EXPECT_EQ(GetGLDeviceCounters().nTextureBinds - before.nTextureBinds, c.nBinds);
     if (c.nFill != D3DFILL_SOLID || c.bFlat)
         return;
-    std::vector<uint8_t> rgb = Picture();
-    EXPECT_TRUE(RgbNear(At(rgb, 16, 12), 255, 0, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 48, 12), 0, 0, 255));
-    EXPECT_TRUE(RgbNear(At(rgb, 16, 36), 255, 0, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 48, 36), 0, 0, 255));
+    EXPECT_EQ(Hex(rgb, 16, 12), "ff0000");
+    EXPECT_EQ(Hex(rgb, 48, 12), "0000ff");
+    EXPECT_EQ(Hex(rgb, 16, 36), "ff0000");
+    EXPECT_EQ(Hex(rgb, 48, 36), "0000ff");
 }
 
 // Binds: red and the atlas page, then blue; in call order red and blue
@@ -566,15 +545,15 @@ TEST_P(GLAtlasTest, LightmapAtAnAtlasBorderReadsOnlyItsOwnTexels)
     pDevice->SetTexture(1, pLightmap);
     std::array<CWorldVertex, 4> quad = WorldQuad(-1, -1, 1, 1);
     DrawWorld(quad);
-    std::vector<uint8_t> rgb = Picture();
-    EXPECT_TRUE(RgbNear(At(rgb, 0, 0), 0x20, 0xC0, 0x40));
-    EXPECT_TRUE(RgbNear(At(rgb, W - 1, 0), 0x20, 0xC0, 0xC0));
-    EXPECT_TRUE(RgbNear(At(rgb, 0, H - 1), 0x20, 0x40, 0xC0));
-    EXPECT_TRUE(RgbNear(At(rgb, W - 1, H - 1), 0xC0, 0xC0, 0x40));
+    CPicture rgb = Picture();
+    EXPECT_EQ(Hex(rgb, 0, 0), "20c040");
+    EXPECT_EQ(Hex(rgb, W - 1, 0), "20c0c0");
+    EXPECT_EQ(Hex(rgb, 0, H - 1), "2040c0");
+    EXPECT_EQ(Hex(rgb, W - 1, H - 1), "c0c040");
     // The same face with a red neighbour's lightmap shows that one.
     pDevice->SetTexture(1, Textures[Textures.size() - 2]);
     DrawWorld(quad);
-    EXPECT_TRUE(RgbNear(At(Picture(), 0, 0), 0xFF, 0, 0));
+    EXPECT_EQ(Hex(Picture(), 0, 0), "ff0000");
 }
 
 const CAtlasCase ATLAS_CASES[] = {
@@ -601,24 +580,24 @@ TEST_F(GLDeviceTest, LightmapSizedTexturesKeepTheirAddressing)
     for (CWorldVertex& v : quad)
         v.u0 *= 2.0f;
     DrawWorld(quad); // wrapped by default: red, blue, red, blue
-    std::vector<uint8_t> rgb = Picture();
-    EXPECT_TRUE(RgbNear(At(rgb, 8, 24), 255, 0, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 24, 24), 0, 0, 255));
-    EXPECT_TRUE(RgbNear(At(rgb, 40, 24), 255, 0, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 56, 24), 0, 0, 255));
+    CPicture rgb = Picture();
+    EXPECT_EQ(Hex(rgb, 8, 24), "ff0000");
+    EXPECT_EQ(Hex(rgb, 24, 24), "0000ff");
+    EXPECT_EQ(Hex(rgb, 40, 24), "ff0000");
+    EXPECT_EQ(Hex(rgb, 56, 24), "0000ff");
     pDevice->SetTextureStageState(0, D3DTSS_ADDRESS, D3DTADDRESS_CLAMP);
     DrawWorld(quad); // clamped: the right edge's blue beyond the middle
     rgb = Picture();
-    EXPECT_TRUE(RgbNear(At(rgb, 8, 24), 255, 0, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 40, 24), 0, 0, 255));
-    EXPECT_TRUE(RgbNear(At(rgb, 56, 24), 0, 0, 255));
+    EXPECT_EQ(Hex(rgb, 8, 24), "ff0000");
+    EXPECT_EQ(Hex(rgb, 40, 24), "0000ff");
+    EXPECT_EQ(Hex(rgb, 56, 24), "0000ff");
     // Within 0..1, filtered and wrapped: the left edge pixel reads texel 0
     // (red) by 0.625 and, across the wrap, texel 15 (blue) by 0.375.
     pDevice->SetTextureStageState(0, D3DTSS_ADDRESS, D3DTADDRESS_WRAP);
     pDevice->SetTextureStageState(0, D3DTSS_MAGFILTER, D3DTFG_LINEAR);
     quad = WorldQuad(-1, -1, 1, 1);
     DrawWorld(quad);
-    EXPECT_TRUE(RgbNear(At(Picture(), 0, 24), 159, 0, 96, 1));
+    EXPECT_PRED3(NearColour, Picture().At(0, 24), 0x9F0060u, 1);
 }
 
 // What changes between two draws of one scene (the vertices at an address,
@@ -630,70 +609,53 @@ TEST_F(GLDeviceTest, GatheredFansKeepWhatHeldWhenTheyWereDrawn)
     IDirectDrawSurface7* pTexture = MakeTexture(8, 8, 0, {0xFFFF0000u});
     UseOnly(D3DTA_TEXTURE, pTexture);
     std::array<CWorldVertex, 4> quad = WorldQuad(-1, -1, 0, 1);
-    Fill(pBack, 0);
-    pDevice->BeginScene();
-    DrawWorld(quad);
-    pDevice->EndScene();
+    Scene([&] { DrawWorld(quad); });
     // The same array moved to the right half.
     quad = WorldQuad(0, -1, 1, 1);
-    Fill(pBack, 0);
-    pDevice->BeginScene();
-    DrawWorld(quad);
-    pDevice->EndScene();
-    std::vector<uint8_t> rgb = Picture();
-    EXPECT_TRUE(RgbNear(At(rgb, 16, 24), 0, 0, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 48, 24), 255, 0, 0));
+    CPicture rgb = Scene([&] { DrawWorld(quad); });
+    EXPECT_EQ(Hex(rgb, 16, 24), "000000");
+    EXPECT_EQ(Hex(rgb, 48, 24), "ff0000");
 
     // Red, then its top half blue, then all of it green.
     std::array<CWorldVertex, 4> thirds[3] = {WorldQuad(-1, -1, -0.25f, 1),
                                              WorldQuad(-0.25f, -1, 0.25f, 1),
                                              WorldQuad(0.25f, -1, 1, 1)};
-    Fill(pBack, 0);
-    pDevice->BeginScene();
-    DrawWorld(thirds[0]);
-    DDSURFACEDESC2 desc{};
-    ASSERT_EQ(pTexture->Lock(nullptr, &desc, DDLOCK_WAIT, nullptr), S_OK);
-    for (uint32_t y = 0; y < 4; ++y)
-        for (uint32_t x = 0; x < 8; ++x)
-            static_cast<CMemorySurface*>(pTexture)->WritePixel(x, y, 0xFF0000FFu);
-    pTexture->Unlock(nullptr);
-    DrawWorld(thirds[1]);
-    Fill(pTexture, 0xFF00FF00u);
-    DrawWorld(thirds[2]);
-    pDevice->EndScene();
-    rgb = Picture();
-    EXPECT_TRUE(RgbNear(At(rgb, 10, 6), 255, 0, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 32, 6), 0, 0, 255));
-    EXPECT_TRUE(RgbNear(At(rgb, 32, 40), 255, 0, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 53, 6), 0, 255, 0));
+    rgb = Scene([&] {
+        DrawWorld(thirds[0]);
+        RECT top{0, 0, 8, 4};
+        Fill(pTexture, 0xFF0000FFu, &top);
+        DrawWorld(thirds[1]);
+        Fill(pTexture, 0xFF00FF00u);
+        DrawWorld(thirds[2]);
+    });
+    EXPECT_EQ(Hex(rgb, 10, 6), "ff0000");
+    EXPECT_EQ(Hex(rgb, 32, 6), "0000ff");
+    EXPECT_EQ(Hex(rgb, 32, 40), "ff0000");
+    EXPECT_EQ(Hex(rgb, 53, 6), "00ff00");
 
+    // Off the diagonals: the left face filled, the right one only outlined.
     std::array<CWorldVertex, 4> left = WorldQuad(-1, -1, 0, 1);
     std::array<CWorldVertex, 4> right = WorldQuad(0, -1, 1, 1);
-
-    Fill(pBack, 0);
-    pDevice->BeginScene();
-    DrawWorld(left);
-    pDevice->SetRenderState(D3DRENDERSTATE_FILLMODE, D3DFILL_WIREFRAME);
-    DrawWorld(right);
-    pDevice->EndScene();
-    rgb = Picture();
-    // Off the diagonals: the left face filled, the right one only outlined.
-    EXPECT_TRUE(RgbNear(At(rgb, 8, 36), 0, 255, 0));
-    EXPECT_TRUE(RgbNear(At(rgb, 56, 12), 0, 0, 0));
+    rgb = Scene([&] {
+        DrawWorld(left);
+        pDevice->SetRenderState(D3DRENDERSTATE_FILLMODE, D3DFILL_WIREFRAME);
+        DrawWorld(right);
+    });
+    EXPECT_EQ(Hex(rgb, 8, 36), "00ff00");
+    EXPECT_EQ(Hex(rgb, 56, 12), "000000");
 
     // A lightmap, never drawn before, let go right after its face.
     pDevice->SetRenderState(D3DRENDERSTATE_FILLMODE, D3DFILL_SOLID);
     UseLightmapped();
     IDirectDrawSurface7* pLightmap = MakeTexture(16, 16, 0, {0xFF808080u});
     Textures.pop_back();
-    Fill(pBack, 0);
-    pDevice->BeginScene();
-    pDevice->SetTexture(1, pLightmap);
-    DrawWorld(left);
-    pDevice->SetTexture(1, nullptr);
-    pLightmap->Release();
-    pDevice->EndScene();
-    EXPECT_TRUE(RgbNear(At(Picture(), 16, 24), 0, 0x80, 0, 1));
+    rgb = Scene([&] {
+        pDevice->SetTexture(1, pLightmap);
+        DrawWorld(left);
+        pDevice->SetTexture(1, nullptr);
+        pLightmap->Release();
+    });
+    EXPECT_PRED3(NearColour, rgb.At(16, 24), 0x008000u, 1);
 }
 
 // ---- Sample maps -------------------------------------------------------------

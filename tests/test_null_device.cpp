@@ -78,22 +78,6 @@ TEST_F(NullDeviceTest, DisplayCallsAreLoggedInOrderAndForcedFailuresChangeNothin
     EXPECT_EQ(Log().back(), "CreateSurface texture 16 8 1 device");
 }
 
-TEST_F(NullDeviceTest, SwitchedOffPartsRefuseTheirObjects)
-{
-    GetNullConfig().bDirectDraw = false;
-    void* p = reinterpret_cast<void*>(1);
-    EXPECT_TRUE(FAILED(DirectDrawCreateEx(nullptr, &p, IID_IDirectDraw7, nullptr)));
-    EXPECT_EQ(p, nullptr);
-    GetNullConfig().bWindow = false;
-    EXPECT_FALSE(GetNullBackend()->OpenWindow("x", 10, 10));
-    GetNullConfig().bDirectInput = false;
-    IDirectInput7A* pInput = nullptr;
-    EXPECT_EQ(GetNullBackend()->CreateDirectInput(&pInput), E_FAIL);
-    GetNullConfig().bDirectSound = false;
-    IDirectSound* pSound = nullptr;
-    EXPECT_EQ(GetNullBackend()->CreateDirectSound(&pSound), E_FAIL);
-}
-
 TEST_F(NullDeviceTest, EnumerationsFollowTheConfigurationAndStopOnCancel)
 {
     void* p = nullptr;
