@@ -171,11 +171,13 @@ TEST(GdiText, DrawTextStaysInItsRectangleAndAligns)
     EXPECT_LE(ink.right, 59);
     EXPECT_GE(ink.top, 10);
     EXPECT_LE(ink.bottom, 29);
-    CSurface centred(300, 80), right(300, 80);
+    CSurface left(300, 80), centred(300, 80), right(300, 80);
+    DrawWhite(left, "HOH", RECT{0, 0, 250, 80}, 0, hFont);
     DrawWhite(centred, "HOH", RECT{0, 0, 300, 80}, DT_CENTER, hFont);
     EXPECT_NEAR(centred.Ink().left, 299 - centred.Ink().right, 3);
     DrawWhite(right, "HOH", RECT{0, 0, 250, 80}, DT_RIGHT, hFont);
     EXPECT_NEAR(right.Ink().right, 249, 4);
+    EXPECT_EQ(right.Ink().right - right.Ink().left, left.Ink().right - left.Ink().left);
     EXPECT_TRUE(DeleteObject(hFont));
 }
 
@@ -254,7 +256,8 @@ TEST(GdiBitmaps, StretchBltRepeatsEachPixelAndClipsToTheTarget)
     HBITMAP hBitmap = CreateBitmap32(2, 2);
     BITMAP info;
     ASSERT_EQ(GetObjectA(hBitmap, sizeof(info), &info), int(sizeof(info)));
-    EXPECT_EQ(info.bmWidth * 100 + info.bmBitsPixel, 232);
+    EXPECT_EQ(info.bmWidth, 2);
+    EXPECT_EQ(info.bmBitsPixel, 32);
     HDC hMemory = CreateCompatibleDC(nullptr);
     HGDIOBJ hOld = SelectObject(hMemory, hBitmap);
     const COLORREF colours[4] = {RGB(255, 0, 0), GREEN, RGB(0, 0, 255), WHITE};

@@ -232,7 +232,13 @@ TEST_F(GLDeviceTest, CpuAndGpuDrawingShareOnePicture)
     EXPECT_EQ(Hex(rgb, 60, 10), "ffffff");
     EXPECT_EQ(CpuPixel(pBack, 10, 10), 0xF800u);
     EXPECT_EQ(CpuPixel(pBack, 40, 10), 0x07E0u);
-    EXPECT_EQ(CpuPixel(pBack, 60, 10), 0xFFFFu);
+    // A fill of part of the surface keeps what the device drew beside it.
+    DrawQuad(48, 0, 64, 48, 0.5f, 0xFF00FFFFu);
+    RECT corner{0, 0, 4, 4};
+    Fill(pBack, 0xFFFF, &corner);
+    rgb = Picture();
+    EXPECT_EQ(Hex(rgb, 1, 1), "ffffff");
+    EXPECT_EQ(Hex(rgb, 60, 10), "00ffff");
 }
 
 TEST_F(GLDeviceTest, TexturedScreenQuadIsUprightAndChangedTexelsAreUploaded)
