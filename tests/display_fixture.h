@@ -35,18 +35,6 @@ inline DDSURFACEDESC2 TextureDesc(uint32_t w, uint32_t h, uint32_t nMips = 0,
     return desc;
 }
 
-// A primary surface with one back surface, as the application asks for it.
-inline DDSURFACEDESC2 FlipChainDesc()
-{
-    DDSURFACEDESC2 desc{};
-    desc.dwSize = sizeof(desc);
-    desc.dwFlags = DDSD_CAPS | DDSD_BACKBUFFERCOUNT;
-    desc.dwBackBufferCount = 1;
-    desc.ddsCaps.dwCaps =
-        DDSCAPS_PRIMARYSURFACE | DDSCAPS_FLIP | DDSCAPS_COMPLEX | DDSCAPS_3DDEVICE;
-    return desc;
-}
-
 template <class T>
 void ReleaseObject(T*& p)
 {
@@ -76,7 +64,11 @@ protected:
     {
         ASSERT_EQ(pDD->SetCooperativeLevel(nullptr, 0x13), S_OK);
         ASSERT_EQ(pDD->SetDisplayMode(w, h, 16, 0, 0), S_OK);
-        DDSURFACEDESC2 desc = FlipChainDesc();
+        DDSURFACEDESC2 desc{};
+        desc.dwFlags = DDSD_CAPS | DDSD_BACKBUFFERCOUNT;
+        desc.dwBackBufferCount = 1;
+        desc.ddsCaps.dwCaps =
+            DDSCAPS_PRIMARYSURFACE | DDSCAPS_FLIP | DDSCAPS_COMPLEX | DDSCAPS_3DDEVICE;
         ASSERT_EQ(pDD->CreateSurface(&desc, &pPrimary, nullptr), S_OK);
         DDSCAPS2 caps{DDSCAPS_BACKBUFFER, 0, 0, 0};
         ASSERT_EQ(pPrimary->GetAttachedSurface(&caps, &pBack), S_OK);

@@ -31,29 +31,6 @@ protected:
     static const std::vector<std::string>& Log() { return GetNullCallLog(); }
 };
 
-// What an enumeration handed out, up to nStopAfter entries.
-struct CEnumResult {
-    std::vector<GUID> Devices;
-    std::vector<uint32_t> FilterCaps;
-    std::vector<DDPIXELFORMAT> Formats;
-    size_t nStopAfter = 100;
-};
-
-HRESULT CollectDevice(char*, char*, D3DDEVICEDESC7* pDesc, void* pContext)
-{
-    auto* pResult = static_cast<CEnumResult*>(pContext);
-    pResult->Devices.push_back(pDesc->deviceGUID);
-    pResult->FilterCaps.push_back(pDesc->dpcTriCaps.dwTextureFilterCaps);
-    return pResult->Devices.size() >= pResult->nStopAfter ? D3DENUMRET_CANCEL : D3DENUMRET_OK;
-}
-
-HRESULT CollectFormat(DDPIXELFORMAT* pFormat, void* pContext)
-{
-    auto* pResult = static_cast<CEnumResult*>(pContext);
-    pResult->Formats.push_back(*pFormat);
-    return pResult->Formats.size() >= pResult->nStopAfter ? D3DENUMRET_CANCEL : D3DENUMRET_OK;
-}
-
 } // namespace
 
 TEST_F(NullDeviceTest, DisplayCallsAreLoggedInOrderAndForcedFailuresChangeNothing)
@@ -76,43 +53,6 @@ TEST_F(NullDeviceTest, DisplayCallsAreLoggedInOrderAndForcedFailuresChangeNothin
     EXPECT_EQ(pDD->CreateSurface(&desc, &pSurface, nullptr), E_FAIL);
     EXPECT_EQ(pSurface, nullptr);
     EXPECT_EQ(Log().back(), "CreateSurface texture 16 8 1 device");
-}
-
-TEST_F(NullDeviceTest, EnumerationsFollowTheConfigurationAndStopOnCancel)
-{
-    void* p = nullptr;
-    ASSERT_EQ(pDD->QueryInterface(IID_IDirect3D7, &p), S_OK);
-    pD3D = static_cast<IDirect3D7*>(p);
-    CEnumResult devices;
-    ASSERT_EQ(pD3D->EnumDevices(CollectDevice, &devices), S_OK);
-    EXPECT_EQ(devices.Devices, (std::vector<GUID>{IID_IDirect3DRGBDevice, IID_IDirect3DHALDevice,
-                                                  IID_IDirect3DTnLHalDevice}));
-    EXPECT_EQ(devices.FilterCaps[0], D3DPTFILTERCAPS_MIPNEAREST | D3DPTFILTERCAPS_MIPLINEAR);
-    CEnumResult first;
-    first.nStopAfter = 1;
-    ASSERT_EQ(pD3D->EnumDevices(CollectDevice, &first), S_OK);
-    EXPECT_EQ(first.Devices.size(), 1u);
-
-    CEnumResult z;
-    ASSERT_EQ(pD3D->EnumZBufferFormats(IID_IDirect3DHALDevice, CollectFormat, &z), S_OK);
-    ASSERT_EQ(z.Formats.size(), 3u);
-    const DDPIXELFORMAT zFormats[3] = {MakeZFormat(16, 0), MakeZFormat(24, 0), MakeZFormat(24, 8)};
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(std::memcmp(&z.Formats[i], &zFormats[i], sizeof(DDPIXELFORMAT)), 0) << i;
-
-    // A device the machine does not offer cannot be made.
-    GetNullConfig().Devices = {IID_IDirect3DRGBDevice};
-    EXPECT_EQ(pD3D->CreateDevice(IID_IDirect3DHALDevice, pBack, &pDevice), E_FAIL);
-    EXPECT_EQ(Log().back(), "CreateDevice hal");
-    ASSERT_EQ(pD3D->CreateDevice(IID_IDirect3DRGBDevice, pBack, &pDevice), S_OK);
-    CEnumResult textures;
-    ASSERT_EQ(pDevice->EnumTextureFormats(CollectFormat, &textures), S_OK);
-    const DDPIXELFORMAT textureFormats[4] = {
-        MakeRGBFormat(16, 5, 6, 5, 0), MakeRGBFormat(16, 5, 5, 5, 1),
-        MakeRGBFormat(16, 4, 4, 4, 4), MakeRGBFormat(32, 8, 8, 8, 8)};
-    ASSERT_EQ(textures.Formats.size(), 4u);
-    for (int i = 0; i < 4; ++i)
-        EXPECT_TRUE(SameRGBFormat(textures.Formats[i], textureFormats[i])) << i;
 }
 
 TEST_F(NullDeviceTest, DeviceCallsAreLoggedAndRemembered)
