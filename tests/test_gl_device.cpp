@@ -628,8 +628,13 @@ TEST_F(GLDeviceTest, GatheredFansKeepWhatHeldWhenTheyWereDrawn)
                                              WorldQuad(0.25f, -1, 1, 1)};
     rgb = Scene([&] {
         DrawWorld(thirds[0]);
-        RECT top{0, 0, 8, 4};
-        Fill(pTexture, 0xFF0000FFu, &top);
+        // Written through a lock, as the viewer writes its lightmaps.
+        DDSURFACEDESC2 desc{};
+        ASSERT_EQ(pTexture->Lock(nullptr, &desc, DDLOCK_WAIT, nullptr), S_OK);
+        for (uint32_t y = 0; y < 4; ++y)
+            for (uint32_t x = 0; x < 8; ++x)
+                static_cast<CMemorySurface*>(pTexture)->WritePixel(x, y, 0xFF0000FFu);
+        pTexture->Unlock(nullptr);
         DrawWorld(thirds[1]);
         Fill(pTexture, 0xFF00FF00u);
         DrawWorld(thirds[2]);
