@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 
 // A fixture file of tests/fixtures, and a real map text of the shared folder.
@@ -18,6 +19,13 @@ inline std::string Fixture(const std::string& name)
 inline std::string SharedMap(const std::string& name)
 {
     return std::string(VORLANE_SHARED_MAPS_DIR) + "/" + name;
+}
+
+// The bytes of a file; empty when it can't be read.
+inline std::string ReadFile(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 class ScratchDirTest : public ::testing::Test {

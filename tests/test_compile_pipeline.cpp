@@ -16,7 +16,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -28,12 +27,6 @@ struct CRun {
     std::string Err;
 };
 
-std::string ReadText(const std::filesystem::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
-
 std::string Quote(const std::string& text) { return "'" + text + "'"; }
 
 // A compiled map read back; owns its image.
@@ -44,8 +37,6 @@ public:
         Result = ReadMapImage(path.c_str(), &Image, &Problem);
     }
     ~CReadBack() { FreeMapImage(&Image); }
-    CReadBack(const CReadBack&) = delete;
-    CReadBack& operator=(const CReadBack&) = delete;
 
     bool Open(float x, float y, float z) const { return IsPointOpen(Image, CVector(x, y, z)); }
 
@@ -66,8 +57,8 @@ protected:
         CRun run;
         const int status = std::system(command.c_str());
         run.Exit = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        run.Out = ReadText(Path("run.out"));
-        run.Err = ReadText(Path("run.err"));
+        run.Out = ReadFile(Path("run.out"));
+        run.Err = ReadFile(Path("run.err"));
         std::filesystem::remove(Path("run.out"));
         std::filesystem::remove(Path("run.err"));
         return run;
@@ -260,9 +251,9 @@ TEST_F(CompilePipelineTest, LightIsTheSameOnOneAndTwoThreads)
     ASSERT_EQ(one.Exit, 0) << one.Err;
     ASSERT_EQ(two.Exit, 0) << two.Err;
     EXPECT_EQ(one.Err, "");
-    const std::string file = ReadText(Path("one.vmz"));
+    const std::string file = ReadFile(Path("one.vmz"));
     ASSERT_FALSE(file.empty());
-    EXPECT_TRUE(file == ReadText(Path("two.vmz")));
+    EXPECT_TRUE(file == ReadFile(Path("two.vmz")));
 
     const CReadBack map(Path("one.vmz"));
     ASSERT_EQ(map.Result, MAP_READ_OK);
@@ -327,7 +318,7 @@ TEST_F(CompilePipelineTest, FailuresNameTheFileAndLeaveNoOutput)
             EXPECT_NE(run.Out.find("Reading map text."), std::string::npos) << run.Out;
             EXPECT_EQ(Listing(), (std::vector<std::string>{"old.vmz"}))
                 << c.Args;
-            EXPECT_EQ(ReadText(Path("old.vmz")), "an older compile");
+            EXPECT_EQ(ReadFile(Path("old.vmz")), "an older compile");
         }
     }
 
@@ -460,9 +451,8 @@ TEST_F(CompilePipelineTest, StartOnAPlaneCompilesAsOneUnitOff)
               std::string::npos)
         << on.Err;
     ASSERT_EQ(Compile("-q --no-light -o off.vmz --start 0 0 1 " + room).Exit, 0);
-    const std::string file = ReadText(Path("on.vmz"));
-    EXPECT_EQ(file.size(), ReadText(Path("off.vmz")).size());
-    EXPECT_TRUE(file == ReadText(Path("off.vmz")));
+    const std::string file = ReadFile(Path("on.vmz"));
+    EXPECT_TRUE(file == ReadFile(Path("off.vmz")));
 }
 
 // The room moved to x 8856..9144 loses sides to the parser's square of 5800
@@ -495,7 +485,7 @@ TEST_F(CompilePipelineTest, BaseSizeTakesInBrushesBeyondTheSquare)
 // 1, the path named, the scratch folder as it was (no output, no logs).
 TEST_F(CompilePipelineTest, RefusedPathsNameThePathAndWriteNothing)
 {
-    const std::string map = Write("a.map", ReadText(Fixture("room6.map")));
+    const std::string map = Write("a.map", ReadFile(Fixture("room6.map")));
     ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
     std::filesystem::create_directory(Path("folder"));
     const struct {
@@ -519,7 +509,7 @@ TEST_F(CompilePipelineTest, RefusedPathsNameThePathAndWriteNothing)
             names.push_back(entry.path().filename().string());
         std::sort(names.begin(), names.end());
         EXPECT_EQ(names, (std::vector<std::string>{"a.map", "folder", "pipe"})) << c.Args;
-        EXPECT_EQ(ReadText(map), ReadText(Fixture("room6.map")));
+        EXPECT_EQ(ReadFile(map), ReadFile(Fixture("room6.map")));
     }
 }
 

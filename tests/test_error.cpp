@@ -2,7 +2,6 @@
 #include "app_fixture.h"
 #include "platform/message_box.h"
 
-#include <iterator>
 
 #if defined(__SANITIZE_ADDRESS__)
 // The failed-allocation test asks for more than any machine has.
@@ -13,11 +12,7 @@ namespace {
 
 class ErrorTest : public ScratchDirTest {
 protected:
-    std::string Bytes(const std::string& name)
-    {
-        std::ifstream in(Dir / name, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(in), {});
-    }
+    std::string Bytes(const std::string& name) { return ReadFile(Path(name)); }
 };
 
 TEST(Error, ShowsAnExclamationBoxCaptionedErrorUnlessToldOtherwise)

@@ -4,10 +4,8 @@
 #include "viewer/map_info.h"
 
 #include <cstdlib>
-#include <fstream>
 #include <functional>
 #include <limits>
-#include <sstream>
 #include <sys/wait.h>
 
 namespace {
@@ -104,17 +102,9 @@ protected:
         std::string command = std::string(VORLANE_INFO_BIN) + " " + arguments + " >" +
                               Path("out.txt") + " 2>" + Path("err.txt");
         int nStatus = std::system(command.c_str());
-        Out = ReadText(Path("out.txt"));
-        Err = ReadText(Path("err.txt"));
+        Out = ReadFile(Path("out.txt"));
+        Err = ReadFile(Path("err.txt"));
         return WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
-    }
-
-    static std::string ReadText(const std::string& path)
-    {
-        std::ifstream file(path);
-        std::stringstream text;
-        text << file.rdbuf();
-        return text.str();
     }
 
     // A room between x = -64 and 64 by one leaf under two nodes; damage

@@ -213,10 +213,7 @@ protected:
     std::string Recorded(const std::string& path)
     {
         StopRecording();
-        std::ifstream in(path);
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
+        return ReadFile(path);
     }
 };
 

@@ -53,11 +53,7 @@ protected:
         Write(name, bytes);
     }
 
-    std::string Bytes(const std::string& name) const
-    {
-        std::ifstream file(Path(name), std::ios::binary);
-        return std::string((std::istreambuf_iterator<char>(file)), {});
-    }
+    std::string Bytes(const std::string& name) const { return ReadFile(Path(name)); }
 
     // The pixels written for a texture, 0x00RRGGBB top row first, as the
     // viewer's reader sees them.

@@ -8,9 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -72,13 +70,7 @@ public:
 
 class VisibilityTest : public ScratchDirTest {
 protected:
-    std::string ReadLog() const
-    {
-        std::ifstream file(Path("vis.txt"), std::ios::binary);
-        std::stringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
+    std::string ReadLog() const { return ReadFile(Path("vis.txt")); }
 };
 
 // --- The flood on hand-made graphs ---
@@ -118,7 +110,9 @@ TEST_F(VisibilityTest, FloodRecordsNodesDepthFirstAndStopsAtBlockedPortals)
                              Record(7, 0) + Record(3, 1) + Record(5, 1));
 }
 
-TEST_F(VisibilityTest, FloodOfALongChainKeepsOffTheCallStack)
+// A chain of 200000 nodes floods without recursion, and a flood whose log
+// can't be opened still marks.
+TEST_F(VisibilityTest, FloodOfALongChainKeepsOffTheCallStackAndNeedsNoLog)
 {
     CGraph graph;
     const int count = 200000;
@@ -128,30 +122,10 @@ TEST_F(VisibilityTest, FloodOfALongChainKeepsOffTheCallStack)
         graph.Join(pPrevious, pNext, {pPrevious, pNext});
         pPrevious = pNext;
     }
+    SetDriveRoot(Path("missing_directory"));
     FloodLeaf(graph.Nodes.front());
     for (CBuildNode* pNode : graph.Nodes)
         ASSERT_TRUE(pNode->bVisited);
-    const std::string log = ReadLog();
-    EXPECT_EQ(log.substr(0, Record(0, 1).size() + Record(1, 2).size()),
-              Record(0, 1) + Record(1, 2));
-    const std::string last = Record((count - 1) % 3, 1);
-    EXPECT_EQ(log.substr(log.size() - last.size()), last);
-    size_t records = 0;
-    for (size_t at = log.find("Node:"); at != std::string::npos; at = log.find("Node:", at + 1))
-        ++records;
-    EXPECT_EQ(records, size_t(count));
-}
-
-TEST_F(VisibilityTest, FloodWithoutALogStillMarks)
-{
-    CGraph graph;
-    CBuildNode* pA = graph.Node(1);
-    CBuildNode* pB = graph.Node(2);
-    graph.Join(pA, pB, {pA, pB});
-    SetDriveRoot(Path("missing_directory"));
-    FloodLeaf(pA);
-    EXPECT_TRUE(pA->bVisited);
-    EXPECT_TRUE(pB->bVisited);
 }
 
 // --- Finding the start node ---
@@ -209,29 +183,24 @@ TEST_F(SmallTreeTest, FindLeafGoesBackOnlyFromTheBandOn)
     EXPECT_EQ(FindLeaf(pRoot, nullptr), nullptr);
 }
 
+// The log starts empty on every call; a start in the empty side of N marks
+// only N, and no tree at all is an error.
 TEST_F(SmallTreeTest, SetVisibilityEmptiesTheLogAndFloodsFromTheStart)
 {
     Write("vis.txt", "from an earlier flood\n");
+    const CVector empty(-5, -5, 0);
+    SetVisibility(pRoot, &empty);
+    EXPECT_EQ(ReadLog(), Record(0, 0));
+    EXPECT_TRUE(pN->bVisited);
+    EXPECT_FALSE(pF->bVisited || pL->bVisited || pRoot->bVisited);
+
+    pN->bVisited = false;
     const CVector start(1, 1, 1);
     SetVisibility(pRoot, &start);
     EXPECT_EQ(ReadLog(), Record(1, 1) + Record(1, 1));
     EXPECT_TRUE(pF->bVisited && pL->bVisited);
     EXPECT_FALSE(pRoot->bVisited || pN->bVisited);
-}
 
-TEST_F(SmallTreeTest, StartInAnEmptySideMarksOnlyThatInnerNode)
-{
-    const CVector start(-5, -5, 0);
-    SetVisibility(pRoot, &start);
-    EXPECT_EQ(ReadLog(), Record(0, 0));
-    EXPECT_TRUE(pN->bVisited);
-    EXPECT_FALSE(pF->bVisited || pL->bVisited || pRoot->bVisited);
-}
-
-TEST_F(SmallTreeTest, StartWithoutATreeThrowsAfterEmptyingTheLog)
-{
-    Write("vis.txt", "from an earlier flood\n");
-    const CVector start(1, 1, 1);
     try {
         SetVisibility(nullptr, &start);
         FAIL() << "no CError";
