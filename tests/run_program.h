@@ -2,7 +2,10 @@
 // Runs one of the programs for an end-to-end test: headless (the offscreen
 // video driver, software rendering, no sound card), with its output kept.
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <sys/wait.h>
 
@@ -35,6 +38,30 @@ inline std::string Quote(const std::string& text)
     for (char c : text)
         quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
     return quoted + "'";
+}
+
+// A command run in a folder with its standard output and standard error
+// kept apart, for the tools whose messages must go to the right one.
+struct CSplitRun {
+    int nExitCode = -1;
+    std::string Out;
+    std::string Err;
+};
+
+inline CSplitRun RunSplit(const std::string& command, const std::filesystem::path& dir)
+{
+    const std::filesystem::path out = dir / "run.out", err = dir / "run.err";
+    const int nStatus = std::system(("cd " + Quote(dir.string()) + " && " + command + " >" +
+                                     Quote(out.string()) + " 2>" + Quote(err.string()))
+                                        .c_str());
+    CSplitRun run;
+    run.nExitCode = WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
+    std::ifstream outFile(out, std::ios::binary), errFile(err, std::ios::binary);
+    run.Out.assign(std::istreambuf_iterator<char>(outFile), {});
+    run.Err.assign(std::istreambuf_iterator<char>(errFile), {});
+    std::filesystem::remove(out);
+    std::filesystem::remove(err);
+    return run;
 }
 
 // The sample map data/maps/NAME.map compiled into ROOT/NAME.vmz, lit, with

@@ -4,16 +4,15 @@
 #include "viewer/map_info.h"
 #include "viewer/map_reader.h"
 
+#include "tests/run_program.h"
 #include "tests/scratch_dir.h"
 
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -21,13 +20,7 @@
 
 namespace {
 
-struct CRun {
-    int Exit = -1;
-    std::string Out;
-    std::string Err;
-};
-
-std::string Quote(const std::string& text) { return "'" + text + "'"; }
+using CRun = CSplitRun;
 
 // A compiled map read back; owns its image.
 class CReadBack {
@@ -51,17 +44,7 @@ protected:
     // needed) in the scratch directory.
     CRun Compile(const std::string& args) const
     {
-        const std::string command = "cd " + Quote(Dir.string()) + " && " +
-                                    Quote(VORLANE_COMPILE_BIN) + " " + args + " >" +
-                                    Quote(Path("run.out")) + " 2>" + Quote(Path("run.err"));
-        CRun run;
-        const int status = std::system(command.c_str());
-        run.Exit = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        run.Out = ReadFile(Path("run.out"));
-        run.Err = ReadFile(Path("run.err"));
-        std::filesystem::remove(Path("run.out"));
-        std::filesystem::remove(Path("run.err"));
-        return run;
+        return RunSplit(Quote(VORLANE_COMPILE_BIN) + " " + args, Dir);
     }
 
     // The names in the scratch directory other than the fixed logs, sorted.
@@ -95,7 +78,7 @@ TEST_P(EveryMap, CompilesToASoundFile)
     const CRun run = Compile(std::string(param.bListBuilder ? "--builder list " : "") +
                              "--no-entity-lights -o " + Quote(Path("out.vmz")) + " " +
                              Quote(SharedMap(param.pszMap)));
-    ASSERT_EQ(run.Exit, 0) << run.Out << run.Err;
+    ASSERT_EQ(run.nExitCode, 0) << run.Out << run.Err;
     EXPECT_NE(run.Out.find("\nCompiled in "), std::string::npos) << run.Out;
     EXPECT_NE(run.Err.find("warning: "), std::string::npos) << "no light list: full-bright";
     // The fixed logs land beside the output.
@@ -185,8 +168,8 @@ TEST_F(CompilePipelineTest, BothBuildersKeepTheSameSurfaces)
 {
     for (const char* pszMap : {"qbsp_simple_sealed2.map", "hl_currents.map"}) {
         const std::string map = Quote(SharedMap(pszMap));
-        ASSERT_EQ(Compile("-q --builder set -o set.vmz " + map).Exit, 0);
-        ASSERT_EQ(Compile("-q --builder list -o list.vmz " + map).Exit, 0);
+        ASSERT_EQ(Compile("-q --builder set -o set.vmz " + map).nExitCode, 0);
+        ASSERT_EQ(Compile("-q --builder list -o list.vmz " + map).nExitCode, 0);
         const CReadBack set(Path("set.vmz"));
         const CReadBack list(Path("list.vmz"));
         ASSERT_EQ(set.Result, MAP_READ_OK);
@@ -204,8 +187,8 @@ TEST_F(CompilePipelineTest, BothBuildersKeepTheSameSurfaces)
 TEST_F(CompilePipelineTest, StartMovesToTheOrigin)
 {
     const std::string map = Quote(SharedMap("qbsp_simple_sealed.map"));
-    ASSERT_EQ(Compile("-q -o moved.vmz " + map).Exit, 0);
-    ASSERT_EQ(Compile("-q --keep-origin -o kept.vmz " + map).Exit, 0);
+    ASSERT_EQ(Compile("-q -o moved.vmz " + map).nExitCode, 0);
+    ASSERT_EQ(Compile("-q --keep-origin -o kept.vmz " + map).nExitCode, 0);
     const CReadBack moved(Path("moved.vmz"));
     const CReadBack kept(Path("kept.vmz"));
     ASSERT_EQ(moved.Result, MAP_READ_OK);
@@ -248,8 +231,8 @@ TEST_F(CompilePipelineTest, LightIsTheSameOnOneAndTwoThreads)
         "--no-textures --lights walls.lights " + Quote(SharedMap("qbsp_angled_brush.map"));
     const CRun one = Compile("--threads 1 -o one.vmz " + args);
     const CRun two = Compile("--threads 2 -o two.vmz " + args);
-    ASSERT_EQ(one.Exit, 0) << one.Err;
-    ASSERT_EQ(two.Exit, 0) << two.Err;
+    ASSERT_EQ(one.nExitCode, 0) << one.Err;
+    ASSERT_EQ(two.nExitCode, 0) << two.Err;
     EXPECT_EQ(one.Err, "");
     const std::string file = ReadFile(Path("one.vmz"));
     ASSERT_FALSE(file.empty());
@@ -278,15 +261,15 @@ TEST_F(CompilePipelineTest, BadCommandLinesExitWithUsage)
           "--start 1 2 a.map", "--start 1 2 x3 a.map", "--lights", "--format quake3 a.map",
           "--format", "--base-size 5799 a.map", "--base-size 262145 a.map"}) {
         const CRun run = Compile(pszArgs);
-        EXPECT_EQ(run.Exit, 2) << pszArgs;
+        EXPECT_EQ(run.nExitCode, 2) << pszArgs;
         EXPECT_NE(run.Err.find("vorlane-compile: "), std::string::npos) << pszArgs;
         EXPECT_NE(run.Err.find("usage: "), std::string::npos) << pszArgs;
         EXPECT_EQ(run.Out, "") << pszArgs;
     }
     const CRun help = Compile("--help");
-    EXPECT_EQ(help.Exit, 0);
+    EXPECT_EQ(help.nExitCode, 0);
     EXPECT_NE(help.Out.find("usage: "), std::string::npos);
-    EXPECT_EQ(Compile("--version").Exit, 0);
+    EXPECT_EQ(Compile("--version").nExitCode, 0);
 }
 
 // Input that can't be compiled: exit 1 with a message naming the file and
@@ -312,7 +295,7 @@ TEST_F(CompilePipelineTest, FailuresNameTheFileAndLeaveNoOutput)
     for (const CCase& c : cases) {
         for (const char* pszOutput : {"new.vmz", "old.vmz"}) {
             const CRun run = Compile("-q -o " + std::string(pszOutput) + " " + c.Args);
-            EXPECT_EQ(run.Exit, 1) << c.Args;
+            EXPECT_EQ(run.nExitCode, 1) << c.Args;
             EXPECT_NE(run.Err.find(c.Named), std::string::npos) << run.Err;
             EXPECT_NE(run.Err.find(c.Reason), std::string::npos) << run.Err;
             EXPECT_NE(run.Out.find("Reading map text."), std::string::npos) << run.Out;
@@ -324,7 +307,7 @@ TEST_F(CompilePipelineTest, FailuresNameTheFileAndLeaveNoOutput)
 
     // The cube with a start given outside it compiles quietly.
     const CRun run = Compile("-q --start 0 0 300 -o new.vmz " + Quote(cube));
-    EXPECT_EQ(run.Exit, 0) << run.Err;
+    EXPECT_EQ(run.nExitCode, 0) << run.Err;
     EXPECT_EQ(run.Out, "");
     EXPECT_TRUE(std::filesystem::exists(Path("new.vmz")));
 }
@@ -339,7 +322,7 @@ TEST_F(CompilePipelineTest, SampleMapsCompileSealed)
         const std::string map = std::string(VORLANE_DATA_MAPS_DIR) + "/" + name + ".map";
         const CRun run = Compile(std::string(bLight ? "" : "--no-light ") + "-o " +
                                  Quote(Path("out.vmz")) + " " + Quote(map));
-        ASSERT_EQ(run.Exit, 0) << run.Out << run.Err;
+        ASSERT_EQ(run.nExitCode, 0) << run.Out << run.Err;
         // Without light the tool says why the lightmaps are full-bright.
         EXPECT_EQ(run.Err.find("warning: ") != std::string::npos, !bLight) << run.Err;
 
@@ -375,7 +358,7 @@ TEST_P(LeakTrace, PointFileRunsFromTheStartToTheOutside)
 {
     const std::string builder = std::string("--no-light --builder ") + GetParam() + " -o out.vmz ";
     const CRun run = Compile(builder + Quote(Fixture("room6_gap.map")));
-    ASSERT_EQ(run.Exit, 0) << run.Err;
+    ASSERT_EQ(run.nExitCode, 0) << run.Err;
     EXPECT_NE(run.Err.find("room6_gap.map: the map leaks"), std::string::npos) << run.Err;
     EXPECT_NE(run.Err.find("brush 3 (line 29)"), std::string::npos) << run.Err;
     EXPECT_NE(run.Err.find("brush 5 (line 45)"), std::string::npos) << run.Err;
@@ -390,7 +373,7 @@ TEST_P(LeakTrace, PointFileRunsFromTheStartToTheOutside)
         << last[0] << " " << last[1] << " " << last[2];
 
     const CRun sealed = Compile(builder + Quote(Fixture("room6.map")));
-    ASSERT_EQ(sealed.Exit, 0) << sealed.Err;
+    ASSERT_EQ(sealed.nExitCode, 0) << sealed.Err;
     EXPECT_EQ(sealed.Err.find("leak"), std::string::npos) << sealed.Err;
     EXPECT_FALSE(std::filesystem::exists(Path("out.pts")));
 }
@@ -402,7 +385,7 @@ INSTANTIATE_TEST_SUITE_P(Builders, LeakTrace, ::testing::Values("set", "list"));
 TEST_F(CompilePipelineTest, LeakFailExitsOneWithoutOutput)
 {
     CRun run = Compile("--no-light --leak-fail -o out.vmz " + Quote(Fixture("room6_gap.map")));
-    EXPECT_EQ(run.Exit, 1);
+    EXPECT_EQ(run.nExitCode, 1);
     EXPECT_NE(run.Err.find("vorlane-compile: " + Fixture("room6_gap.map") + ": the map leaks"),
               std::string::npos)
         << run.Err;
@@ -410,7 +393,7 @@ TEST_F(CompilePipelineTest, LeakFailExitsOneWithoutOutput)
 
     run = Compile("--no-light --leak-fail --start 0 0 500 -o out.vmz " +
                   Quote(Fixture("room6.map")));
-    EXPECT_EQ(run.Exit, 1);
+    EXPECT_EQ(run.nExitCode, 1);
     EXPECT_NE(run.Err.find("lies outside the map"), std::string::npos) << run.Err;
     EXPECT_EQ(Listing(), std::vector<std::string>());
 }
@@ -422,7 +405,7 @@ TEST_F(CompilePipelineTest, StartOutsideOrInsideABrushHasItsOwnMessage)
 {
     const std::string room = Quote(Fixture("room6.map"));
     CRun run = Compile("--no-light -o out.vmz --start 0 0 500 " + room);
-    EXPECT_EQ(run.Exit, 0) << run.Err;
+    EXPECT_EQ(run.nExitCode, 0) << run.Err;
     EXPECT_NE(run.Err.find("the start location 0 0 500 lies outside the map (its brushes span "
                            "-144 -144 -16 to 144 144 144)"),
               std::string::npos)
@@ -431,7 +414,7 @@ TEST_F(CompilePipelineTest, StartOutsideOrInsideABrushHasItsOwnMessage)
     EXPECT_EQ(Listing(), (std::vector<std::string>{"out.vmz"}));
 
     run = Compile("--no-light -o new.vmz --start 0 0 -8 " + room);
-    EXPECT_EQ(run.Exit, 1);
+    EXPECT_EQ(run.nExitCode, 1);
     EXPECT_NE(run.Err.find("the start location 0 0 -8 lies inside brush 0 (line 5), in solid"),
               std::string::npos)
         << run.Err;
@@ -445,12 +428,12 @@ TEST_F(CompilePipelineTest, StartOnAPlaneCompilesAsOneUnitOff)
 {
     const std::string room = Quote(Fixture("room6.map"));
     const CRun on = Compile("--no-light -o on.vmz --start 0 0 0 " + room);
-    ASSERT_EQ(on.Exit, 0) << on.Err;
+    ASSERT_EQ(on.nExitCode, 0) << on.Err;
     EXPECT_NE(on.Err.find("the start location 0 0 0 lies on the plane of a side of brush 0 "
                           "(line 5), where the flood may start on the wrong side; moved to 0 0 1"),
               std::string::npos)
         << on.Err;
-    ASSERT_EQ(Compile("-q --no-light -o off.vmz --start 0 0 1 " + room).Exit, 0);
+    ASSERT_EQ(Compile("-q --no-light -o off.vmz --start 0 0 1 " + room).nExitCode, 0);
     const std::string file = ReadFile(Path("on.vmz"));
     EXPECT_TRUE(file == ReadFile(Path("off.vmz")));
 }
@@ -462,7 +445,7 @@ TEST_F(CompilePipelineTest, BaseSizeTakesInBrushesBeyondTheSquare)
 {
     const std::string room = Quote(Fixture("room6_far.map"));
     CRun run = Compile("--no-light -o out.vmz " + room);
-    ASSERT_EQ(run.Exit, 0) << run.Err;
+    ASSERT_EQ(run.nExitCode, 0) << run.Err;
     EXPECT_NE(run.Err.find("6 brushes reach beyond the base square of 5800 units and lose sides: "
                            "brush 0 (line 5), brush 1 (line 13), brush 2 (line 21), brush 3 (line "
                            "29), brush 4 (line 37), brush 5 (line 45); --base-size 9216 keeps them "
@@ -472,7 +455,7 @@ TEST_F(CompilePipelineTest, BaseSizeTakesInBrushesBeyondTheSquare)
     EXPECT_NE(run.Out.find(", brushes beyond the base square 6."), std::string::npos) << run.Out;
 
     run = Compile("--no-light --base-size 9216 -o out.vmz " + room);
-    ASSERT_EQ(run.Exit, 0) << run.Err;
+    ASSERT_EQ(run.nExitCode, 0) << run.Err;
     EXPECT_EQ(run.Err.find("base square"), std::string::npos) << run.Err;
     EXPECT_EQ(run.Err.find("leaks"), std::string::npos) << run.Err;
     const CReadBack map(Path("out.vmz"));
@@ -502,7 +485,7 @@ TEST_F(CompilePipelineTest, RefusedPathsNameThePathAndWriteNothing)
     };
     for (const auto& c : cases) {
         const CRun run = Compile("--no-light " + c.Args);
-        EXPECT_EQ(run.Exit, 1) << c.Args;
+        EXPECT_EQ(run.nExitCode, 1) << c.Args;
         EXPECT_NE(run.Err.find(c.Message), std::string::npos) << c.Args << ": " << run.Err;
         std::vector<std::string> names;
         for (const auto& entry : std::filesystem::directory_iterator(Dir))

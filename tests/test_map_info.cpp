@@ -1,12 +1,11 @@
 // vorlane-info: the point test on the nodes lump, and the program itself.
 #include "compiler/map_writer.h"
+#include "run_program.h"
 #include "scratch_dir.h"
 #include "viewer/map_info.h"
 
-#include <cstdlib>
 #include <functional>
 #include <limits>
-#include <sys/wait.h>
 
 namespace {
 
@@ -99,12 +98,10 @@ protected:
     // Out and Err.
     int RunInfo(const std::string& arguments)
     {
-        std::string command = std::string(VORLANE_INFO_BIN) + " " + arguments + " >" +
-                              Path("out.txt") + " 2>" + Path("err.txt");
-        int nStatus = std::system(command.c_str());
-        Out = ReadFile(Path("out.txt"));
-        Err = ReadFile(Path("err.txt"));
-        return WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
+        const CSplitRun run = RunSplit(std::string(VORLANE_INFO_BIN) + " " + arguments, Dir);
+        Out = run.Out;
+        Err = run.Err;
+        return run.nExitCode;
     }
 
     // A room between x = -64 and 64 by one leaf under two nodes; damage
@@ -135,15 +132,10 @@ TEST_F(MapInfoProgramTest, ValidFilePrintsCountsAndPointTests)
     std::string path = WriteRoom();
     ASSERT_EQ(RunInfo(path + " --open 0 10 0 --open 64.1 0 0 --open 70 0 0 --open -64.3 0 0"), 0)
         << Err;
-    EXPECT_NE(Out.find("magic: VMZF"), std::string::npos) << Out;
-    EXPECT_NE(Out.find("faces: 1\n"), std::string::npos) << Out;
-    EXPECT_NE(Out.find("nodes: 2\n"), std::string::npos) << Out;
-    EXPECT_NE(Out.find("visibility: absent"), std::string::npos) << Out;
-    EXPECT_NE(Out.find("problems: none"), std::string::npos) << Out;
-    EXPECT_NE(Out.find("0 10 0: open\n"), std::string::npos) << Out;
-    EXPECT_NE(Out.find("64.1 0 0: open\n"), std::string::npos) << Out;
-    EXPECT_NE(Out.find("70 0 0: solid\n"), std::string::npos) << Out;
-    EXPECT_NE(Out.find("-64.3 0 0: solid\n"), std::string::npos) << Out;
+    for (const char* pszLine : {"magic: VMZF", "faces: 1\n", "nodes: 2\n", "visibility: absent",
+                                "problems: none", "0 10 0: open\n", "64.1 0 0: open\n",
+                                "70 0 0: solid\n", "-64.3 0 0: solid\n"})
+        EXPECT_NE(Out.find(pszLine), std::string::npos) << pszLine << " in\n" << Out;
     EXPECT_EQ(Err, "");
 }
 

@@ -88,13 +88,7 @@ TEST_F(ViewerE2ETest, BrowserShowsOpensGoesBackAndQuits)
 // Frames of 0.1 s keep the walk short: ten frames make a second.
 TEST_F(ViewerE2ETest, WalksThroughTheRoomInEveryModeAndReturns)
 {
-    for (const auto& entry : std::filesystem::directory_iterator(VORLANE_DATA_MAPS_DIR))
-        if (entry.path().extension() == ".bmp")
-            std::filesystem::copy_file(entry.path(), Root / entry.path().filename());
-    const CProgramRun compile = RunProgram(
-        std::string(VORLANE_COMPILE_BIN) + " -q --log-dir " + Quote(Dir.string()) + " -o " +
-        Quote((Root / "room.vmz").string()) + " " +
-        Quote(std::string(VORLANE_DATA_MAPS_DIR) + "/room.map"));
+    const CProgramRun compile = CompileSampleMap("room", Root, Dir);
     ASSERT_EQ(compile.nExitCode, 0) << compile.Output;
     const CProgramRun run = RunScript(
         "wait 2\npress RETURN\nwait 5\n" + ShotLine("lit.png") + "down W\nwait 10\n" +
