@@ -2,6 +2,7 @@
 
 #include "platform/files.h"
 
+#include "tests/front_faces.h"
 #include "tests/scratch_dir.h"
 
 #include <gtest/gtest.h>
@@ -43,9 +44,7 @@ TEST_F(EntitiesTest, EveryEntityWithItsKeysAndNoBrushContent)
     CVector start;
     ASSERT_TRUE(FindStartLocation(entities, &start));
     // "16 -8 40" in the file's axes.
-    EXPECT_EQ(start.x, 16.0f);
-    EXPECT_EQ(start.y, 40.0f);
-    EXPECT_EQ(start.z, -8.0f);
+    ExpectAt(start, 16, 40, -8);
 
     // Reading leaves the token log alone.
     EXPECT_FALSE(fs::exists(Dir / "tokens.txt"));
@@ -70,9 +69,7 @@ TEST_F(EntitiesTest, RealMapsHaveTheirStartLocations)
         EXPECT_STREQ(entities[0].Get("classname"), "worldspawn");
         CVector start;
         ASSERT_TRUE(FindStartLocation(entities, &start));
-        EXPECT_EQ(start.x, c.Start.x);
-        EXPECT_EQ(start.y, c.Start.y);
-        EXPECT_EQ(start.z, c.Start.z);
+        ExpectAt(start, c.Start.x, c.Start.y, c.Start.z);
     }
 }
 
@@ -138,9 +135,7 @@ TEST_F(EntitiesTest, StartLocationNeedsThreeNumbers)
              "{ \"origin\" \"1.5 -2 3\" \"classname\" \"info_player_start\" }\n"
              "{ \"classname\" \"info_player_start\" \"origin\" \"4 5 6\" }"),
         &start));
-    EXPECT_EQ(start.x, 1.5f);
-    EXPECT_EQ(start.y, 3.0f);
-    EXPECT_EQ(start.z, -2.0f);
+    ExpectAt(start, 1.5f, 3, -2);
 }
 
 TEST_F(EntitiesTest, MissingEmptyAndDamagedFiles)

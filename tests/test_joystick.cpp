@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <iterator>
 
 namespace {
 
@@ -168,8 +167,7 @@ TEST_F(JoystickTest, ConstantForceIsLoggedStartedAndStopsTheEnumeration)
     info.dwEffType = DIEFT_CONSTANTFORCE;
     EXPECT_EQ(FindConstantForce(&info, &pStick), DIENUM_STOP);
     ASSERT_EQ(chdir(szSaved), 0);
-    std::ifstream log(Dir / "f.txt");
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(log), {}), "Constant force found\n");
+    EXPECT_EQ(ReadFile(Path("f.txt")), "Constant force found\n");
     EXPECT_EQ(Controllers()[0].nForceStarts, 1);
     EXPECT_EQ(Controllers()[0].nForceMagnitude, 10000);
 }

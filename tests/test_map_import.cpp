@@ -5,6 +5,7 @@
 
 #include "compiler/face_list.h"
 
+#include "tests/front_faces.h"
 #include "tests/scratch_dir.h"
 
 #include <gtest/gtest.h>
@@ -61,13 +62,6 @@ protected:
     std::string Error;
 };
 
-void ExpectVector(const CVector& v, float x, float y, float z)
-{
-    EXPECT_EQ(v.x, x);
-    EXPECT_EQ(v.y, y);
-    EXPECT_EQ(v.z, z);
-}
-
 std::string Brush(const std::string& sides) { return "{\n" + sides + "}\n"; }
 std::string World(const std::string& keys, const std::string& brushes)
 {
@@ -101,8 +95,8 @@ TEST_F(MapImportTest, QuakeProjectionTurnsScalesAndShiftsAsEditorsDo)
     const CFaceEntry* pTop = Face(0, 1, 0);
     ASSERT_NE(pTop, nullptr);
     const CTexMapping& top = pTop->pMappingNode->Mapping;
-    ExpectVector(top.UAxis, 0, 0, 1); // map (0, 1, 0)
-    ExpectVector(top.VAxis, 1, 0, 0); // map (1, 0, 0)
+    ExpectAt(top.UAxis, 0, 0, 1); // map (0, 1, 0)
+    ExpectAt(top.VAxis, 1, 0, 0); // map (1, 0, 0)
     EXPECT_EQ(top.UOffset, 16);
     EXPECT_EQ(top.VOffset, -8);
     EXPECT_EQ(top.UScale, 2.0f);
@@ -124,8 +118,8 @@ TEST_F(MapImportTest, QuakeProjectionTurnsScalesAndShiftsAsEditorsDo)
     // The +x wall: u (0, 1, 0), v (0, 0, -1) turned by 30 degrees in y-z.
     const CFaceEntry* pWall = Face(1, 0, 0);
     ASSERT_NE(pWall, nullptr);
-    ExpectVector(pWall->pMappingNode->Mapping.UAxis, 0, 0.5f, 0.866025388f);
-    ExpectVector(pWall->pMappingNode->Mapping.VAxis, 0, -0.866025388f, 0.5f);
+    ExpectAt(pWall->pMappingNode->Mapping.UAxis, 0, 0.5f, 0.866025388f);
+    ExpectAt(pWall->pMappingNode->Mapping.VAxis, 0, -0.866025388f, 0.5f);
 }
 
 struct CDialectCase {
@@ -154,11 +148,11 @@ TEST_P(SameBox, GivesThePlanesAndAxesOfThePlainBox)
         const CPlane& plane = p->pPlaneNode->Plane;
         const CTexMapping& mapping = p->pMappingNode->Mapping;
         EXPECT_EQ(plane.Distance, expected[i].first.Distance);
-        ExpectVector(plane.Normal, expected[i].first.Normal.x, expected[i].first.Normal.y,
-                     expected[i].first.Normal.z);
+        const CVector& normal = expected[i].first.Normal;
+        ExpectAt(plane.Normal, normal.x, normal.y, normal.z);
         const CTexMapping& want = expected[i].second;
-        ExpectVector(mapping.UAxis, want.UAxis.x, want.UAxis.y, want.UAxis.z);
-        ExpectVector(mapping.VAxis, want.VAxis.x, want.VAxis.y, want.VAxis.z);
+        ExpectAt(mapping.UAxis, want.UAxis.x, want.UAxis.y, want.UAxis.z);
+        ExpectAt(mapping.VAxis, want.VAxis.x, want.VAxis.y, want.VAxis.z);
         EXPECT_EQ(mapping.UOffset, want.UOffset);
         EXPECT_EQ(mapping.VOffset, want.VOffset);
         EXPECT_EQ(mapping.UScale, want.UScale);
@@ -234,8 +228,8 @@ TEST_P(RotatedBracketedSide, KeepsItsAxesWhenTheFileIsValve220)
         EXPECT_NE(mapping.UAxis.x, 0.6f);
     } else {
         EXPECT_EQ(mapping.Rotation, 0.0f);
-        ExpectVector(mapping.UAxis, 0.6f, 0, 0.8f);
-        ExpectVector(mapping.VAxis, 0.8f, 0, -0.6f);
+        ExpectAt(mapping.UAxis, 0.6f, 0, 0.8f);
+        ExpectAt(mapping.VAxis, 0.8f, 0, -0.6f);
     }
     // Editors' offsets round to whole texels; the parser's own drop the fraction.
     EXPECT_EQ(mapping.UOffset, GetParam().bTurned ? 4 : 5);
@@ -346,8 +340,8 @@ TEST_F(MapImportTest, UnusableSidesAndValuesWarnWithTheirLines)
     EXPECT_EQ(wall.UScale, 1.0f);
     // The top takes the axes of the floor plane.
     const CTexMapping& top = Face(0, 1, 0)->pMappingNode->Mapping;
-    ExpectVector(top.UAxis, 1, 0, 0);
-    ExpectVector(top.VAxis, 0, 0, -1);
+    ExpectAt(top.UAxis, 1, 0, 0);
+    ExpectAt(top.VAxis, 0, 0, -1);
 }
 
 class MergedEntities : public MapImportTest, public ::testing::WithParamInterface<bool> {};
