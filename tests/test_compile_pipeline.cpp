@@ -312,32 +312,6 @@ TEST_F(CompilePipelineTest, FailuresNameTheFileAndLeaveNoOutput)
     EXPECT_TRUE(std::filesystem::exists(Path("new.vmz")));
 }
 
-// The sample maps compile with the tool and stay sealed: the start is open
-// and the void round them solid. The room is lit by its light list; the
-// level's light passes take seconds and are measured by bench_compile.
-TEST_F(CompilePipelineTest, SampleMapsCompileSealed)
-{
-    for (const std::string name : {"room", "level"}) {
-        const bool bLight = name == "room";
-        const std::string map = std::string(VORLANE_DATA_MAPS_DIR) + "/" + name + ".map";
-        const CRun run = Compile(std::string(bLight ? "" : "--no-light ") + "-o " +
-                                 Quote(Path("out.vmz")) + " " + Quote(map));
-        ASSERT_EQ(run.nExitCode, 0) << run.Out << run.Err;
-        // Without light the tool says why the lightmaps are full-bright.
-        EXPECT_EQ(run.Err.find("warning: ") != std::string::npos, !bLight) << run.Err;
-
-        const CReadBack image(Path("out.vmz"));
-        ASSERT_EQ(image.Result, MAP_READ_OK) << image.Problem;
-        EXPECT_TRUE(image.Open(0, 0, 0)) << name;
-        EXPECT_FALSE(image.Open(4000, 4000, 4000)) << name;
-        EXPECT_FALSE(image.Open(0, -4000, 0)) << name;
-        const uint8_t* pFirst = image.Image.pLightmaps;
-        const uint8_t* pEnd = pFirst + image.Image.nLightmapBytes;
-        // Light leaves the lightmaps uneven; no light leaves them full-bright.
-        EXPECT_EQ(std::all_of(pFirst, pEnd, [](uint8_t b) { return b == 255; }), !bLight) << name;
-    }
-}
-
 // The lines of a point file as numbers, three a line.
 std::vector<std::vector<double>> ReadPoints(const std::string& path)
 {
