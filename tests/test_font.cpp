@@ -7,9 +7,13 @@
 #include "platform/memory_surface.h"
 
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace {
+
+// A font owns its glyph surfaces: a copy would release them twice.
+static_assert(!std::is_copy_constructible_v<CFont> && !std::is_copy_assignable_v<CFont>);
 
 constexpr const char* FACE = "DejaVu Sans";
 constexpr COLORREF INK = 0x00FF00; // green: nothing like the key colour
