@@ -26,7 +26,7 @@
 constexpr double CLUSTER_SIZE = 512.0;
 constexpr double CLUSTER_SMALL = 32.0;
 // Openings that one cluster's flow follows with their geometry.
-constexpr size_t FLOW_BUDGET = 128;
+constexpr size_t FLOW_BUDGET = 1000000;
 // How far a cut keeps what lies behind its plane.
 constexpr double VIS_SLACK = 0.5;
 

@@ -1,0 +1,45 @@
+#pragma once
+// The graph that the visibility flow runs on. The reached leaves are grouped
+// into clusters, compact regions of open space: the joins between leaves are
+// taken from the widest to the narrowest, and each joins its two clusters
+// while the box round both stays within CLUSTER_SIZE. Narrow joins, such as
+// doorways, are left between clusters. The joins between two clusters that
+// lie on one plane and face one way make one opening (their hull), which
+// gives one way through in each direction.
+#include "compiler/build_tree.h"
+#include "compiler/portal.h"
+#include "compiler/vis_geometry.h"
+
+#include <cstdint>
+#include <vector>
+
+constexpr double CLUSTER_SIZE = 512.0;
+constexpr double CLUSTER_THIN = 32.0;
+constexpr double CLUSTER_FILL = 0.5;
+// How far each opening is grown along its plane: a line that the tree's
+// line-of-sight test lets through may pass that close outside a portal.
+constexpr double OPENING_MARGIN = 0.5;
+
+// One way through an opening: the polygon (grown), its plane facing the cluster it
+// leads to, and the two clusters.
+struct COpening {
+    CWinding Winding;
+    CFlowPlane Plane;
+    int32_t From;
+    int32_t To;
+};
+
+struct CFlowGraph {
+    // Openings come in pairs, 2k and 2k + 1, the two ways through one hole.
+    std::vector<COpening> Openings;
+    std::vector<std::vector<int32_t>> Leaving; // per cluster, the openings out of it
+    std::vector<int32_t> ClusterOf;            // per leaf
+    int32_t ClusterCount = 0;
+};
+
+inline int32_t Twin(int32_t opening) { return opening ^ 1; }
+
+// The clusters and openings of the leaves (in the order given) joined by the
+// portals whose two leaves are among them, blocked or not.
+CFlowGraph MakeFlowGraph(const std::vector<CBuildNode*>& leaves, const CPortal* pPortals,
+                         int32_t portalCount);

@@ -1,0 +1,208 @@
+#include "compiler/vis_flow.h"
+
+#include "compiler/parallel_for.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+CClusterSets::CClusterSets(size_t count, int32_t clusters)
+    : nWords((static_cast<size_t>(clusters) + 63) / 64), Bits(count * nWords, 0)
+{
+}
+
+namespace {
+
+// Whether a line may cross 'next' after 'before': some of 'next' lies in
+// front of 'before' and some of 'before' behind 'next'.
+bool MayFollow(const COpening& before, const COpening& next)
+{
+    return MaxDistance(next.Winding, before.Plane) > -FLOW_EPSILON &&
+           MinDistance(before.Winding, next.Plane) < FLOW_EPSILON;
+}
+
+// Floods from 'source' through the openings that may follow both it and the
+// one before, adding the clusters they lead to to *pSet. *pFound is per
+// opening, all clear, and is left so.
+void FloodMightSee(const CFlowGraph& graph, int32_t source, uint64_t* pSet,
+                   std::vector<uint8_t>* pFound, std::vector<int32_t>* pQueue)
+{
+    std::vector<uint8_t>& found = *pFound;
+    std::vector<int32_t>& queue = *pQueue;
+    const COpening& first = graph.Openings[static_cast<size_t>(source)];
+    queue.assign(1, source);
+    found[static_cast<size_t>(source)] = 1;
+    AddCluster(pSet, first.To);
+    for (size_t next = 0; next < queue.size(); ++next) {
+        const int32_t p = queue[next];
+        const COpening& before = graph.Openings[static_cast<size_t>(p)];
+        for (const int32_t r : graph.Leaving[static_cast<size_t>(before.To)]) {
+            const COpening& opening = graph.Openings[static_cast<size_t>(r)];
+            if (found[static_cast<size_t>(r)] || r == Twin(p) || r == Twin(source) ||
+                !MayFollow(first, opening) || !MayFollow(before, opening))
+                continue;
+            found[static_cast<size_t>(r)] = 1;
+            AddCluster(pSet, opening.To);
+            queue.push_back(r);
+        }
+    }
+    for (const int32_t r : queue)
+        found[static_cast<size_t>(r)] = 0;
+}
+
+} // namespace
+
+CClusterSets MightSee(const CFlowGraph& graph, int32_t threads)
+{
+    CClusterSets sets(graph.Openings.size(), graph.ClusterCount);
+    struct CScratch {
+        std::vector<uint8_t> Found;
+        std::vector<int32_t> Queue;
+    };
+    ParallelFor(
+        static_cast<int64_t>(graph.Openings.size()), threads,
+        [&] { return CScratch{std::vector<uint8_t>(graph.Openings.size(), 0), {}}; },
+        [&](CScratch& scratch, int64_t q) {
+            FloodMightSee(graph, static_cast<int32_t>(q), sets.Set(static_cast<size_t>(q)),
+                          &scratch.Found, &scratch.Queue);
+        });
+    return sets;
+}
+
+CClusterSets FlowOpenings(const CFlowGraph& graph, int32_t threads, CProgress* pProgress)
+{
+    const CClusterSets might = MightSee(graph, threads);
+    const size_t count = graph.Openings.size();
+    std::vector<int64_t> order(count);
+    std::vector<int64_t> size(count, 0);
+    for (size_t q = 0; q < count; ++q) {
+        order[q] = static_cast<int64_t>(q);
+        for (size_t w = 0; w < might.Words(); ++w)
+            size[q] += __builtin_popcountll(might.Set(q)[w]);
+    }
+    std::stable_sort(order.begin(), order.end(), [&](int64_t a, int64_t b) {
+        return size[static_cast<size_t>(a)] < size[static_cast<size_t>(b)];
+    });
+
+    CClusterSets seen(count, graph.ClusterCount);
+    std::vector<uint8_t> bDone(count, 0);
+    for (size_t start = 0; start < count; start += FLOW_WAVE) {
+        const size_t end = std::min(count, start + FLOW_WAVE);
+        ParallelFor(
+            static_cast<int64_t>(end - start), threads,
+            [&] { return COpeningFlow(graph, might, seen, bDone); },
+            [&](COpeningFlow& flow, int64_t i) {
+                const size_t q = static_cast<size_t>(order[start + static_cast<size_t>(i)]);
+                flow.FromOpening(static_cast<int32_t>(q), seen.Set(q));
+                if (pProgress)
+                    pProgress->Step();
+            });
+        for (size_t i = start; i < end; ++i)
+            bDone[static_cast<size_t>(order[i])] = 1;
+    }
+    return seen;
+}
+
+COpeningFlow::COpeningFlow(const CFlowGraph& graph, const CClusterSets& might,
+                           const CClusterSets& known, const std::vector<uint8_t>& bDone)
+    : Graph(graph), Might(might), Known(known), bDone(bDone), OnWay(graph.Openings.size(), 0)
+{
+}
+
+void COpeningFlow::FromOpening(int32_t source, uint64_t* pSet)
+{
+    pSeen = pSet;
+    std::fill(pSet, pSet + Might.Words(), 0);
+    AddCluster(pSet, Graph.Openings[static_cast<size_t>(source)].To);
+    if (Levels.empty())
+        Levels.emplace_back();
+    CLevel& first = Levels[0];
+    first.Opening = source;
+    first.Source = Graph.Openings[static_cast<size_t>(source)].Winding;
+    first.Pass = first.Source;
+    const uint64_t* pMight = Might.Set(static_cast<size_t>(source));
+    first.Might.assign(pMight, pMight + Might.Words());
+    nSteps = 0;
+    OnWay[static_cast<size_t>(source)] = 1;
+    Enter(0);
+    OnWay[static_cast<size_t>(source)] = 0;
+    if (getenv("DBGFL")) { int n=0; for (size_t w=0;w<Might.Words();++w) n+=__builtin_popcountll(pSet[w]); int m=0; for (size_t w=0;w<Might.Words();++w) m+=__builtin_popcountll(first.Might[w]);
+          fprintf(stderr,"opening %d steps %ld seen %d might %d\n", source, (long)nSteps, n, m); }
+}
+
+bool COpeningFlow::AnyUnseen(const std::vector<uint64_t>& set) const
+{
+    for (size_t w = 0; w < set.size(); ++w) {
+        if (set[w] & ~pSeen[w])
+            return true;
+    }
+    return false;
+}
+
+void COpeningFlow::Enter(size_t depth)
+{
+    if (Levels.size() <= depth + 1)
+        Levels.emplace_back();
+    CLevel& at = Levels[depth];
+    CLevel& next = Levels[depth + 1];
+    const COpening& source = Graph.Openings[static_cast<size_t>(Levels[0].Opening)];
+    const COpening& pass = Graph.Openings[static_cast<size_t>(at.Opening)];
+    at.Separators.clear();
+    if (depth > 0)
+        AddSeparators(at.Source, at.Pass, &at.Separators);
+    for (const int32_t r : Graph.Leaving[static_cast<size_t>(pass.To)]) {
+        const COpening& target = Graph.Openings[static_cast<size_t>(r)];
+        if (OnWay[static_cast<size_t>(r)] || OnWay[static_cast<size_t>(Twin(r))] ||
+            !HasCluster(at.Might.data(), target.To))
+            continue;
+        const uint64_t* pMight = bDone[static_cast<size_t>(r)] ? Known.Set(static_cast<size_t>(r))
+                                                               : Might.Set(static_cast<size_t>(r));
+        next.Might.resize(at.Might.size());
+        for (size_t w = 0; w < next.Might.size(); ++w)
+            next.Might[w] = at.Might[w] & pMight[w];
+        if (HasCluster(pSeen, target.To) && !AnyUnseen(next.Might))
+            continue; // nothing new down this way
+
+        // The part of the target that a line from the source through the
+        // pass reaches...
+        next.Pass = target.Winding;
+        Clip(&next.Pass, source.Plane, FLOW_EPSILON, &Scratch);
+        if (depth > 0)
+            Clip(&next.Pass, pass.Plane, FLOW_EPSILON, &Scratch);
+        for (size_t s = 0; s < at.Separators.size() && next.Pass.size() >= 3; ++s)
+            Clip(&next.Pass, at.Separators[s], FLOW_EPSILON, &Scratch);
+        if (next.Pass.size() < 3)
+            continue;
+        // ...and the part of the source that sees it through the pass.
+        next.Source = at.Source;
+        Clip(&next.Source, target.Plane.Flipped(), FLOW_EPSILON, &Scratch);
+        if (depth > 0 && next.Source.size() >= 3) {
+            SourceCuts.clear();
+            AddSeparators(next.Pass, at.Pass, &SourceCuts);
+            for (size_t s = 0; s < SourceCuts.size() && next.Source.size() >= 3; ++s)
+                Clip(&next.Source, SourceCuts[s], FLOW_EPSILON, &Scratch);
+        }
+        if (next.Source.size() < 3)
+            continue;
+
+        if (getenv("DBGPATH") && !HasCluster(pSeen, target.To) && Levels[0].Opening == atoi(getenv("DBGPATH"))) {
+            fprintf(stderr, "path to %d:", target.To);
+            for (size_t d = 0; d <= depth; ++d) { const COpening& o = Graph.Openings[size_t(Levels[d].Opening)]; fprintf(stderr, " [%d %d->%d]", Levels[d].Opening, o.From, o.To); }
+            fprintf(stderr, " [%d %d->%d]\n", r, target.From, target.To);
+            auto pr=[&](const char* n, const CWinding& w){ fprintf(stderr,"   %s:", n); for (auto& p: w) fprintf(stderr," (%.1f %.1f %.1f)", p.x,p.y,p.z); fprintf(stderr,"\n");};
+            for (size_t d = 0; d <= depth; ++d) { pr("src", Levels[d].Source); pr("pass", Levels[d].Pass); }
+            pr("target", next.Pass); pr("newsrc", next.Source);
+        }
+        AddCluster(pSeen, target.To);
+        if (++nSteps > (getenv("DBGBUDGET") ? atol(getenv("DBGBUDGET")) : FLOW_BUDGET)) {
+            // Out of budget: what this way might see counts as seen.
+            for (size_t w = 0; w < next.Might.size(); ++w)
+                pSeen[w] |= next.Might[w];
+            continue;
+        }
+        next.Opening = r;
+        OnWay[static_cast<size_t>(r)] = 1;
+        Enter(depth + 1);
+        OnWay[static_cast<size_t>(r)] = 0;
+    }
+}
