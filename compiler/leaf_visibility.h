@@ -1,34 +1,18 @@
 #pragma once
 // Which reached leaves can see which, from a flow through the portals.
 //
-// The reached leaves are first grouped into clusters: leaves join across a
-// join in open space, where no face lies on its plane beside it (a join with
-// a wall beside it is a doorway or runs on past a face's edge), up to a box
-// of CLUSTER_SIZE; a leaf no larger than CLUSTER_SMALL joins its neighbours
-// in any case. The portals between two clusters on one plane make an
-// opening there (their hull). A line of sight from anywhere in a cluster
-// leaves it through one of its openings and goes on through openings, each
-// in front of the one before. The flow follows such lines from every
-// cluster: through each further opening it keeps only the part that a line
-// from the cluster's box through the part seen of the last opening can
-// reach, cut by the planes that separate the two. Every cut keeps a margin
-// of VIS_SLACK on the far side, and the part seen of an opening grows to the
-// hull of all ways in. A flow that goes on too long gives up on the
-// geometry and counts every cluster it could still lead to as seen. So the
-// result is conservative: a leaf that some point of another can see through
-// the portals is in that leaf's set, and so is the rest of its cluster.
+// The reached leaves are grouped into clusters joined by openings (see
+// vis_clusters.h), and lines of sight are followed from each opening through
+// the openings beyond it (see vis_flow.h). A cluster sees itself and every
+// cluster that a line through one of its openings may reach; each leaf's set
+// is its cluster's. The result is conservative: a leaf that some point of
+// another can see through the portals is in that leaf's set, and so is the
+// rest of its cluster.
 #include "compiler/build_tree.h"
 #include "compiler/portal.h"
 
 #include <cstdint>
 #include <vector>
-
-constexpr double CLUSTER_SIZE = 512.0;
-constexpr double CLUSTER_SMALL = 32.0;
-// Openings that one cluster's flow follows with their geometry.
-constexpr size_t FLOW_BUDGET = 1000000;
-// How far a cut keeps what lies behind its plane.
-constexpr double VIS_SLACK = 0.5;
 
 class CLeafVisibility {
 public:
@@ -54,7 +38,6 @@ public:
     int64_t PairCount() const;
 
 private:
-    friend class CVisibilityFlow;
     friend CLeafVisibility FlowVisibility(CBuildNode*, const CPortal*, int32_t, const CPortalRun&);
     CLeafVisibility(std::vector<CBuildNode*> leaves, std::vector<int32_t> clusterOf);
     // Puts every leaf of cluster 'to' into the rows of cluster 'from'.

@@ -3,8 +3,6 @@
 #include "compiler/vis_walls.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <cmath>
 #include <numeric>
 #include <unordered_map>
@@ -15,47 +13,48 @@ namespace {
 struct CLeafSet {
     const std::vector<CBuildNode*>* pLeaves;
     std::unordered_map<const CBuildNode*, int32_t> IndexOf;
-    std::vector<CBox> Boxes; // per leaf: its faces and portals
+    std::vector<std::vector<CPoint>> Corners; // per leaf: its faces' and portals' vertices
+    std::vector<CBox> Boxes;                  // per leaf: round its corners
 };
 
 CLeafSet MakeLeafSet(const std::vector<CBuildNode*>& leaves, const CPortal* pPortals,
                      int32_t count)
 {
-    CLeafSet set{&leaves, {}, std::vector<CBox>(leaves.size())};
+    CLeafSet set{&leaves, {}, std::vector<std::vector<CPoint>>(leaves.size()),
+                 std::vector<CBox>(leaves.size())};
+    auto add = [&](size_t leaf, const CLeafFace& polygon) {
+        for (int32_t v = 0; polygon.pVertices && v < polygon.VertexCount; ++v)
+            set.Corners[leaf].push_back(ToPoint(polygon.pVertices[v].Position));
+    };
     for (size_t i = 0; i < leaves.size(); ++i) {
         set.IndexOf[leaves[i]] = static_cast<int32_t>(i);
-        for (int32_t f = 0; f < leaves[i]->FaceCount; ++f) {
-            const CLeafFace& face = leaves[i]->pFaces[f];
-            for (int32_t v = 0; face.pVertices && v < face.VertexCount; ++v)
-                set.Boxes[i].Add(ToPoint(face.pVertices[v].Position));
-        }
+        for (int32_t f = 0; f < leaves[i]->FaceCount; ++f)
+            add(i, leaves[i]->pFaces[f]);
     }
     for (int32_t p = 0; pPortals && p < count; ++p) {
         for (int32_t side = 0; side < pPortals[p].NodeCount; ++side) {
             auto it = set.IndexOf.find(pPortals[p].pNodes[side]);
-            const CLeafFace& winding = pPortals[p].Winding;
-            for (int32_t v = 0; it != set.IndexOf.end() && winding.pVertices &&
-                                v < winding.VertexCount;
-                 ++v)
-                set.Boxes[static_cast<size_t>(it->second)].Add(
-                    ToPoint(winding.pVertices[v].Position));
+            if (it != set.IndexOf.end())
+                add(static_cast<size_t>(it->second), pPortals[p].Winding);
         }
+    }
+    for (size_t i = 0; i < leaves.size(); ++i) {
+        for (const CPoint& p : set.Corners[i])
+            set.Boxes[i].Add(p);
     }
     return set;
 }
 
-// Which side of the plane a leaf lies on, by its face vertex farthest from
-// the plane: 1 in front, -1 behind, 0 when all lie on it.
-int LeafSide(const CBuildNode* pLeaf, const CFlowPlane& plane)
+// Which side of the plane a leaf lies on, by its corner farthest from the
+// plane: 1 in front, -1 behind, 0 when all lie on it. A leaf is convex, so
+// all of it lies on that side.
+int LeafSide(const std::vector<CPoint>& corners, const CFlowPlane& plane)
 {
     double farthest = 0;
-    for (int32_t i = 0; i < pLeaf->FaceCount; ++i) {
-        const CLeafFace& face = pLeaf->pFaces[i];
-        for (int32_t j = 0; face.pVertices && j < face.VertexCount; ++j) {
-            const double d = plane.DistanceTo(ToPoint(face.pVertices[j].Position));
-            if (std::fabs(d) > std::fabs(farthest))
-                farthest = d;
-        }
+    for (const CPoint& p : corners) {
+        const double d = plane.DistanceTo(p);
+        if (std::fabs(d) > std::fabs(farthest))
+            farthest = d;
     }
     return farthest > 0.01 ? 1 : farthest < -0.01 ? -1 : 0;
 }
@@ -97,9 +96,9 @@ std::vector<CLeafJoin> JoinLeaves(const CLeafSet& set, const CPortal* pPortals, 
         join.Area += Area(winding);
     }
     for (CLeafJoin& join : joins) {
-        int side = LeafSide((*set.pLeaves)[static_cast<size_t>(join.A)], join.Plane);
+        int side = LeafSide(set.Corners[static_cast<size_t>(join.A)], join.Plane);
         if (side == 0)
-            side = -LeafSide((*set.pLeaves)[static_cast<size_t>(join.B)], join.Plane);
+            side = -LeafSide(set.Corners[static_cast<size_t>(join.B)], join.Plane);
         if (side > 0)
             join.Plane = join.Plane.Flipped();
     }
@@ -130,8 +129,6 @@ std::vector<int32_t> MakeClusters(const CLeafSet& set, const std::vector<CLeafJo
         return leaf;
     };
     const CWallIndex walls(*set.pLeaves);
-    if (getenv("DBGLF")) for (size_t i=0;i<count;++i) if (boxes[i].Size()>1000) { auto& b=boxes[i]; const CBuildNode* L=(*set.pLeaves)[i]; fprintf(stderr,"leaf %zu box %.0f %.0f %.0f - %.0f %.0f %.0f faces %d portals %d\n", i, b.Low.x,b.Low.y,b.Low.z,b.High.x,b.High.y,b.High.z, L->FaceCount, L->PortalCount);
-      for (int f=0; f<L->FaceCount; ++f) { CBox fb; for (int v=0; v<L->pFaces[f].VertexCount; ++v) fb.Add(ToPoint(L->pFaces[f].pVertices[v].Position)); fprintf(stderr,"   face %.0f %.0f %.0f - %.0f %.0f %.0f\n", fb.Low.x,fb.Low.y,fb.Low.z,fb.High.x,fb.High.y,fb.High.z);} }
     std::vector<uint8_t> inWall(joins.size());
     for (size_t i = 0; i < joins.size(); ++i) {
         CPoint centre;
@@ -169,8 +166,6 @@ std::vector<int32_t> MakeClusters(const CLeafSet& set, const std::vector<CLeafJo
         }
     }
 
-    if (getenv("DBGCL")) { size_t nw=0; for (auto b: inWall) nw+=b; fprintf(stderr,"inwall %zu of %zu\n", nw, joins.size());
-      for (size_t i=0;i<count;++i) if (find(int32_t(i))==int32_t(i)) { auto& b=boxes[i]; fprintf(stderr,"cl %.0f %.0f %.0f - %.0f %.0f %.0f\n", b.Low.x,b.Low.y,b.Low.z,b.High.x,b.High.y,b.High.z);} }
     std::vector<int32_t> clusterOf(count, -1);
     std::vector<int32_t> number(count, -1);
     int32_t clusters = 0;
@@ -181,7 +176,6 @@ std::vector<int32_t> MakeClusters(const CLeafSet& set, const std::vector<CLeafJo
         clusterOf[i] = root;
     }
     *pClusterCount = clusters;
-    if (getenv("DBGCL")) for (size_t i=0;i<count;++i) if (find(int32_t(i))==int32_t(i)) { auto& b=boxes[i]; fprintf(stderr,"cluster# %d box %.0f %.0f %.0f - %.0f %.0f %.0f\n", clusterOf[i], b.Low.x,b.Low.y,b.Low.z,b.High.x,b.High.y,b.High.z);}
     return clusterOf;
 }
 
@@ -239,7 +233,5 @@ CFlowGraph MakeFlowGraph(const std::vector<CBuildNode*>& leaves, const CPortal* 
             static_cast<int32_t>(graph.Openings.size()));
         graph.Openings.push_back({std::move(winding), group.Plane.Flipped(), group.B, group.A});
     }
-    if (getenv("DBGCL")) { std::vector<CBox> cb(size_t(graph.ClusterCount)); for (size_t i=0;i<leaves.size();++i) cb[size_t(graph.ClusterOf[i])].Add(set.Boxes[i]);
-      for (int32_t c=0;c<graph.ClusterCount;++c) { auto& b=cb[size_t(c)]; std::unordered_map<int32_t,int> to; for (int32_t q: graph.Leaving[size_t(c)]) to[graph.Openings[size_t(q)].To]++; fprintf(stderr,"graph %d box %.0f %.0f %.0f - %.0f %.0f %.0f openings %zu neighbours %zu\n", c, b.Low.x,b.Low.y,b.Low.z,b.High.x,b.High.y,b.High.z, graph.Leaving[size_t(c)].size(), to.size()); } }
     return graph;
 }

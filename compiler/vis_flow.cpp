@@ -3,8 +3,6 @@
 #include "compiler/parallel_for.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 
 CClusterSets::CClusterSets(size_t count, int32_t clusters)
     : nWords((static_cast<size_t>(clusters) + 63) / 64), Bits(count * nWords, 0)
@@ -126,8 +124,6 @@ void COpeningFlow::FromOpening(int32_t source, uint64_t* pSet)
     OnWay[static_cast<size_t>(source)] = 1;
     Enter(0);
     OnWay[static_cast<size_t>(source)] = 0;
-    if (getenv("DBGFL")) { int n=0; for (size_t w=0;w<Might.Words();++w) n+=__builtin_popcountll(pSet[w]); int m=0; for (size_t w=0;w<Might.Words();++w) m+=__builtin_popcountll(first.Might[w]);
-          fprintf(stderr,"opening %d steps %ld seen %d might %d\n", source, (long)nSteps, n, m); }
 }
 
 bool COpeningFlow::AnyUnseen(const std::vector<uint64_t>& set) const
@@ -185,16 +181,8 @@ void COpeningFlow::Enter(size_t depth)
         if (next.Source.size() < 3)
             continue;
 
-        if (getenv("DBGPATH") && !HasCluster(pSeen, target.To) && Levels[0].Opening == atoi(getenv("DBGPATH"))) {
-            fprintf(stderr, "path to %d:", target.To);
-            for (size_t d = 0; d <= depth; ++d) { const COpening& o = Graph.Openings[size_t(Levels[d].Opening)]; fprintf(stderr, " [%d %d->%d]", Levels[d].Opening, o.From, o.To); }
-            fprintf(stderr, " [%d %d->%d]\n", r, target.From, target.To);
-            auto pr=[&](const char* n, const CWinding& w){ fprintf(stderr,"   %s:", n); for (auto& p: w) fprintf(stderr," (%.1f %.1f %.1f)", p.x,p.y,p.z); fprintf(stderr,"\n");};
-            for (size_t d = 0; d <= depth; ++d) { pr("src", Levels[d].Source); pr("pass", Levels[d].Pass); }
-            pr("target", next.Pass); pr("newsrc", next.Source);
-        }
         AddCluster(pSeen, target.To);
-        if (++nSteps > (getenv("DBGBUDGET") ? atol(getenv("DBGBUDGET")) : FLOW_BUDGET)) {
+        if (++nSteps > FLOW_BUDGET) {
             // Out of budget: what this way might see counts as seen.
             for (size_t w = 0; w < next.Might.size(); ++w)
                 pSeen[w] |= next.Might[w];

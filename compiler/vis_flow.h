@@ -23,7 +23,7 @@
 #include <vector>
 
 // Steps (openings entered) of the flow from one source opening.
-constexpr int64_t FLOW_BUDGET = 2000;
+constexpr int64_t FLOW_BUDGET = 200;
 // Openings whose flows run side by side, knowing only earlier waves.
 constexpr size_t FLOW_WAVE = 64;
 // How far a cut or a test keeps what lies beyond its plane: room for
