@@ -60,7 +60,7 @@ CLeafVisibility FlowVisibility(CBuildNode* pRoot, const CPortal* pPortals, int32
                                const CPortalRun& run)
 {
     std::vector<CBuildNode*> leaves = ReachedLeaves(pRoot);
-    const CFlowGraph graph = MakeFlowGraph(leaves, pPortals, portalCount);
+    const CFlowGraph graph = MakeFlowGraph(pRoot, leaves, pPortals, portalCount);
     CLeafVisibility vis(std::move(leaves), graph.ClusterOf);
     CProgress progress(run.pProgress, "visibility", "openings",
                        static_cast<int64_t>(graph.Openings.size()));

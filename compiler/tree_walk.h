@@ -43,3 +43,34 @@ inline std::vector<CBuildNode*> ReachedLeaves(CBuildNode* pRoot)
     });
     return leaves;
 }
+
+// Calls visit(pLeaf) for each leaf that the convex polygon through the given
+// points may touch, counting a point within `reach` of a node's plane on
+// both of its sides.
+template <typename Visit>
+void VisitLeavesNear(const CBuildNode* pRoot, const CVector* pPoints, int32_t count, double reach,
+                     Visit visit)
+{
+    std::vector<const CBuildNode*> pending{pRoot};
+    while (!pending.empty()) {
+        const CBuildNode* pNode = pending.back();
+        pending.pop_back();
+        if (!pNode)
+            continue;
+        if (pNode->IsLeaf()) {
+            visit(pNode);
+            continue;
+        }
+        bool bFront = false;
+        bool bBack = false;
+        for (int32_t i = 0; i < count; ++i) {
+            const double d = pNode->Plane.DistanceTo(pPoints[i]);
+            bFront = bFront || d > -reach;
+            bBack = bBack || d < reach;
+        }
+        if (bFront)
+            pending.push_back(pNode->pFront);
+        if (bBack)
+            pending.push_back(pNode->pBack);
+    }
+}

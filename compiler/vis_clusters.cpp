@@ -1,5 +1,6 @@
 #include "compiler/vis_clusters.h"
 
+#include "compiler/tree_walk.h"
 #include "compiler/vis_walls.h"
 
 #include <algorithm>
@@ -59,9 +60,9 @@ int LeafSide(const std::vector<CPoint>& corners, const CFlowPlane& plane)
     return farthest > 0.01 ? 1 : farthest < -0.01 ? -1 : 0;
 }
 
-// The portals between two leaves, all on the face where the two convex
-// cells meet, with the plane of that face turned away from leaf A, and the
-// sum of their areas.
+// Where two reached leaves meet: the polygons of their boundaries (faces
+// and portals) that touch both, on one plane, turned away from leaf A, and
+// the sum of their areas.
 struct CLeafJoin {
     int32_t A, B;
     CFlowPlane Plane;
@@ -69,40 +70,108 @@ struct CLeafJoin {
     double Area = 0;
 };
 
-std::vector<CLeafJoin> JoinLeaves(const CLeafSet& set, const CPortal* pPortals, int32_t count)
+// The plane of a polygon, by the sum of its edges' cross products; a normal
+// of length 0 for a polygon without area.
+CFlowPlane PolygonPlane(const CWinding& w)
+{
+    CPoint normal;
+    for (size_t i = 0; i < w.size(); ++i)
+        normal = normal + Cross(w[i], w[(i + 1) % w.size()]);
+    const double length = std::sqrt(Dot(normal, normal));
+    if (length < TINY)
+        return {};
+    normal = normal * (1.0 / length);
+    return {normal, -Dot(normal, w[0])};
+}
+
+// The joins of the reached leaves. A line of sight goes from one reached
+// leaf to the next wherever they meet, through a portal or through a face
+// with a reached leaf behind it, and it may cut past an edge within the
+// band of a plane. So every face and portal of a leaf joins it to each
+// reached leaf that the polygon comes within JOIN_REACH of, on its far side.
+std::vector<CLeafJoin> JoinLeaves(const CBuildNode* pRoot, const CLeafSet& set,
+                                  const CPortal* pPortals, int32_t count)
 {
     std::vector<CLeafJoin> joins;
-    std::unordered_map<uint64_t, size_t> joinOf;
+    std::unordered_map<uint64_t, std::vector<size_t>> joinsOf; // by leaf pair
+    std::vector<CVector> vertices;
     CWinding winding;
-    for (int32_t i = 0; pPortals && i < count; ++i) {
-        const CPortal& portal = pPortals[i];
-        if (portal.NodeCount != 2 || !portal.Winding.pVertices || portal.Winding.VertexCount < 3)
+    CWinding part;
+    CWinding scratch;
+    // Joins A to leaf 'other', or with -1 to each leaf near the polygon.
+    auto addPolygon = [&](int32_t a, const CLeafFace& polygon, int32_t other) {
+        if (!polygon.pVertices || polygon.VertexCount < 3)
+            return;
+        vertices.clear();
+        winding.clear();
+        for (int32_t v = 0; v < polygon.VertexCount; ++v) {
+            vertices.push_back(polygon.pVertices[v].Position);
+            winding.push_back(ToPoint(vertices.back()));
+        }
+        CFlowPlane plane = PolygonPlane(winding);
+        if (Dot(plane.Normal, plane.Normal) == 0)
+            return;
+        // Turned away from A, which lies on one side of its own boundary.
+        if (LeafSide(set.Corners[static_cast<size_t>(a)], plane) > 0)
+            plane = plane.Flipped();
+        auto join = [&](int32_t b) {
+            // B must reach the plane from its far side, and the join is the
+            // part of the polygon near B.
+            if (b == a || LeafSide(set.Corners[static_cast<size_t>(b)], plane) < 0 ||
+                MinDistance(set.Corners[static_cast<size_t>(b)], plane) > JOIN_REACH)
+                return;
+            part = winding;
+            ClipToBox(&part, set.Boxes[static_cast<size_t>(b)], JOIN_REACH, &scratch);
+            if (part.size() < 3)
+                return;
+            const CFlowPlane keyed = a < b ? plane : plane.Flipped();
+            std::vector<size_t>& list = joinsOf[(uint64_t(uint32_t(std::min(a, b))) << 32) |
+                                                uint32_t(std::max(a, b))];
+            auto same = std::find_if(list.begin(), list.end(), [&](size_t j) {
+                return Dot(joins[j].Plane.Normal, keyed.Normal) > 0.999 &&
+                       std::fabs(joins[j].Plane.Distance - keyed.Distance) < 0.5;
+            });
+            if (same == list.end()) {
+                list.push_back(joins.size());
+                joins.push_back({std::min(a, b), std::max(a, b), keyed, {}});
+                same = list.end() - 1;
+            }
+            joins[*same].Points.insert(joins[*same].Points.end(), part.begin(), part.end());
+            joins[*same].Area += Area(part);
+        };
+        if (other >= 0) {
+            join(other);
+            return;
+        }
+        VisitLeavesNear(pRoot, vertices.data(), polygon.VertexCount, JOIN_REACH,
+                        [&](const CBuildNode* pLeaf) {
+            auto found = set.IndexOf.find(pLeaf);
+            if (found != set.IndexOf.end())
+                join(found->second);
+        });
+    };
+    for (size_t i = 0; i < set.pLeaves->size(); ++i) {
+        const CBuildNode* pLeaf = (*set.pLeaves)[i];
+        for (int32_t f = 0; f < pLeaf->FaceCount; ++f)
+            addPolygon(static_cast<int32_t>(i), pLeaf->pFaces[f], -1);
+    }
+    for (int32_t p = 0; pPortals && p < count; ++p) {
+        const CPortal& portal = pPortals[p];
+        if (portal.NodeCount != 2)
             continue;
         auto itA = set.IndexOf.find(portal.pNodes[0]);
         auto itB = set.IndexOf.find(portal.pNodes[1]);
-        if (itA == set.IndexOf.end() || itB == set.IndexOf.end() || itA->second == itB->second)
-            continue;
-        const int32_t a = std::min(itA->second, itB->second);
-        const int32_t b = std::max(itA->second, itB->second);
-        const uint64_t key = (uint64_t(uint32_t(a)) << 32) | uint32_t(b);
-        auto [it, bNew] = joinOf.try_emplace(key, joins.size());
-        if (bNew)
-            joins.push_back({a, b, {ToPoint(portal.Plane.Normal), portal.Plane.Distance}, {}});
-        CLeafJoin& join = joins[it->second];
-        winding.clear();
-        for (int32_t j = 0; j < portal.Winding.VertexCount; ++j)
-            winding.push_back(ToPoint(portal.Winding.pVertices[j].Position));
-        join.Points.insert(join.Points.end(), winding.begin(), winding.end());
-        join.Area += Area(winding);
-    }
-    for (CLeafJoin& join : joins) {
-        int side = LeafSide(set.Corners[static_cast<size_t>(join.A)], join.Plane);
-        if (side == 0)
-            side = -LeafSide(set.Corners[static_cast<size_t>(join.B)], join.Plane);
-        if (side > 0)
-            join.Plane = join.Plane.Flipped();
+        if (itA != set.IndexOf.end() && itB != set.IndexOf.end())
+            addPolygon(itA->second, portal.Winding, itB->second);
     }
     return joins;
+}
+
+// Whether a cluster's box fits inside a doorway: no thicker than
+// CLUSTER_THIN and no larger than CLUSTER_DOOR.
+bool InDoorway(const CBox& box)
+{
+    return box.Thickness() <= CLUSTER_THIN && box.Size() <= CLUSTER_DOOR;
 }
 
 // The cluster of each leaf. The joins in open space, widest first, merge
@@ -157,8 +226,8 @@ std::vector<int32_t> MakeClusters(const CLeafSet& set, const std::vector<CLeafJo
             const bool bLong = sizeA > CLUSTER_SIZE && sizeB > CLUSTER_SIZE &&
                                both.Size() <= std::max(sizeA, sizeB);
             if ((both.Size() > CLUSTER_SIZE && !bLong) || fill < CLUSTER_FILL * both.Volume() ||
-                (bWallPass && boxes[static_cast<size_t>(a)].Thickness() > CLUSTER_THIN &&
-                 boxes[static_cast<size_t>(b)].Thickness() > CLUSTER_THIN))
+                (bWallPass && !InDoorway(boxes[static_cast<size_t>(a)]) &&
+                 !InDoorway(boxes[static_cast<size_t>(b)])))
                 continue;
             parent[static_cast<size_t>(b)] = a;
             boxes[static_cast<size_t>(a)] = both;
@@ -181,11 +250,11 @@ std::vector<int32_t> MakeClusters(const CLeafSet& set, const std::vector<CLeafJo
 
 } // namespace
 
-CFlowGraph MakeFlowGraph(const std::vector<CBuildNode*>& leaves, const CPortal* pPortals,
-                         int32_t portalCount)
+CFlowGraph MakeFlowGraph(const CBuildNode* pRoot, const std::vector<CBuildNode*>& leaves,
+                         const CPortal* pPortals, int32_t portalCount)
 {
     const CLeafSet set = MakeLeafSet(leaves, pPortals, portalCount);
-    const std::vector<CLeafJoin> joins = JoinLeaves(set, pPortals, portalCount);
+    const std::vector<CLeafJoin> joins = JoinLeaves(pRoot, set, pPortals, portalCount);
     CFlowGraph graph;
     graph.ClusterOf = MakeClusters(set, joins, &graph.ClusterCount);
     graph.Leaving.resize(static_cast<size_t>(graph.ClusterCount));

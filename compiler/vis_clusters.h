@@ -15,10 +15,14 @@
 
 constexpr double CLUSTER_SIZE = 512.0;
 constexpr double CLUSTER_THIN = 32.0;
+constexpr double CLUSTER_DOOR = 160.0;
 constexpr double CLUSTER_FILL = 0.5;
 // How far each opening is grown along its plane: a line that the tree's
 // line-of-sight test lets through may pass that close outside a portal.
 constexpr double OPENING_MARGIN = 0.5;
+// How near a face or portal of one leaf another leaf must come to be joined
+// to it: the band of a plane, in which a line of sight may pass either way.
+constexpr double JOIN_REACH = 0.5;
 
 // One way through an opening: the polygon (grown), its plane facing the cluster it
 // leads to, and the two clusters.
@@ -39,7 +43,7 @@ struct CFlowGraph {
 
 inline int32_t Twin(int32_t opening) { return opening ^ 1; }
 
-// The clusters and openings of the leaves (in the order given) joined by the
-// portals whose two leaves are among them, blocked or not.
-CFlowGraph MakeFlowGraph(const std::vector<CBuildNode*>& leaves, const CPortal* pPortals,
-                         int32_t portalCount);
+// The clusters and openings of the reached leaves of the tree under pRoot
+// (in the order given), joined where their faces and portals meet.
+CFlowGraph MakeFlowGraph(const CBuildNode* pRoot, const std::vector<CBuildNode*>& leaves,
+                         const CPortal* pPortals, int32_t portalCount);

@@ -31,7 +31,9 @@ void FloodMightSee(const CFlowGraph& graph, int32_t source, uint64_t* pSet,
     queue.assign(1, source);
     found[static_cast<size_t>(source)] = 1;
     AddCluster(pSet, first.To);
-    for (size_t next = 0; next < queue.size(); ++next) {
+    // Once every cluster is in the set, nothing more can come of the flood.
+    int32_t added = 1;
+    for (size_t next = 0; next < queue.size() && added < graph.ClusterCount; ++next) {
         const int32_t p = queue[next];
         const COpening& before = graph.Openings[static_cast<size_t>(p)];
         for (const int32_t r : graph.Leaving[static_cast<size_t>(before.To)]) {
@@ -40,6 +42,7 @@ void FloodMightSee(const CFlowGraph& graph, int32_t source, uint64_t* pSet,
                 !MayFollow(first, opening) || !MayFollow(before, opening))
                 continue;
             found[static_cast<size_t>(r)] = 1;
+            added += HasCluster(pSet, opening.To) ? 0 : 1;
             AddCluster(pSet, opening.To);
             queue.push_back(r);
         }

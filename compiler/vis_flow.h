@@ -23,12 +23,12 @@
 #include <vector>
 
 // Steps (openings entered) of the flow from one source opening.
-constexpr int64_t FLOW_BUDGET = 200;
+constexpr int64_t FLOW_BUDGET = 32;
 // Openings whose flows run side by side, knowing only earlier waves.
 constexpr size_t FLOW_WAVE = 64;
 // How far a cut or a test keeps what lies beyond its plane: room for
 // rounding, as the openings are grown already.
-constexpr double FLOW_EPSILON = 0.01;
+constexpr double FLOW_EPSILON = 0.5;
 
 // One bit per cluster: bit (c & 63) of word (c >> 6).
 class CClusterSets {

@@ -35,6 +35,18 @@ void Clip(CWinding* pW, const CFlowPlane& plane, double slack, CWinding* pScratc
     std::swap(w, out);
 }
 
+void ClipToBox(CWinding* pW, const CBox& box, double margin, CWinding* pScratch)
+{
+    const CFlowPlane sides[6] = {{{1, 0, 0}, -box.Low.x},  {{-1, 0, 0}, box.High.x},
+                                 {{0, 1, 0}, -box.Low.y},  {{0, -1, 0}, box.High.y},
+                                 {{0, 0, 1}, -box.Low.z},  {{0, 0, -1}, box.High.z}};
+    for (const CFlowPlane& side : sides) {
+        if (pW->size() < 3)
+            return;
+        Clip(pW, side, margin, pScratch);
+    }
+}
+
 double MaxDistance(const CWinding& w, const CFlowPlane& plane)
 {
     double most = -std::numeric_limits<double>::infinity();

@@ -37,6 +37,10 @@ constexpr double TINY = 1e-6;
 // plane; *pScratch is working space.
 void Clip(CWinding* pW, const CFlowPlane& plane, double slack, CWinding* pScratch);
 
+struct CBox;
+// Cuts *pW down to its part inside the box grown by 'margin' each way.
+void ClipToBox(CWinding* pW, const CBox& box, double margin, CWinding* pScratch);
+
 // The largest and the smallest distance of a polygon's points from a plane.
 double MaxDistance(const CWinding& w, const CFlowPlane& plane);
 double MinDistance(const CWinding& w, const CFlowPlane& plane);

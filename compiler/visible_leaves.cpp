@@ -1,6 +1,7 @@
 #include "compiler/visible_leaves.h"
 
 #include "compiler/light.h"
+#include "compiler/tree_walk.h"
 
 #include <algorithm>
 #include <vector>
@@ -21,30 +22,13 @@ void AddGridLeaves(const CBuildNode* pRoot, CLumelGrid& grid, const CLeafVisibil
                                 GetLumel(&grid, 0, last), GetLumel(&grid, last, last)};
     if (std::find(std::begin(corners), std::end(corners), nullptr) != std::end(corners))
         return;
-    std::vector<const CBuildNode*> pending{pRoot};
-    while (!pending.empty()) {
-        const CBuildNode* pNode = pending.back();
-        pending.pop_back();
-        if (!pNode)
-            continue;
-        if (pNode->IsLeaf()) {
-            const int32_t index = visibility.IndexOf(pNode);
-            if (index >= 0)
-                pOut->push_back(index);
-            continue;
-        }
-        bool bFront = false;
-        bool bBack = false;
-        for (const CLumel* pCorner : corners) {
-            const double d = pNode->Plane.DistanceTo(pCorner->Position);
-            bFront = bFront || d > -SAMPLE_REACH;
-            bBack = bBack || d < SAMPLE_REACH;
-        }
-        if (bFront)
-            pending.push_back(pNode->pFront);
-        if (bBack)
-            pending.push_back(pNode->pBack);
-    }
+    const CVector points[4] = {corners[0]->Position, corners[1]->Position, corners[2]->Position,
+                               corners[3]->Position};
+    VisitLeavesNear(pRoot, points, 4, SAMPLE_REACH, [&](const CBuildNode* pLeaf) {
+        const int32_t index = visibility.IndexOf(pLeaf);
+        if (index >= 0)
+            pOut->push_back(index);
+    });
 }
 
 } // namespace
