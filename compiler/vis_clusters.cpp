@@ -167,18 +167,17 @@ std::vector<CLeafJoin> JoinLeaves(const CBuildNode* pRoot, const CLeafSet& set,
     return joins;
 }
 
-// Whether a cluster's box fits inside a doorway: no thicker than
-// CLUSTER_THIN and no larger than CLUSTER_DOOR.
 bool InDoorway(const CBox& box)
 {
     return box.Thickness() <= CLUSTER_THIN && box.Size() <= CLUSTER_DOOR;
 }
 
 // The cluster of each leaf. The joins in open space, widest first, merge
-// their two clusters while the box round both stays within CLUSTER_SIZE; then
-// the joins in a wall merge a cluster no thicker than CLUSTER_THIN (such as
-// the leaves inside a doorway) into its neighbour. Clusters are numbered in
-// the order of their first leaf.
+// their two clusters while the box round both stays within CLUSTER_SIZE and
+// the leaves fill CLUSTER_FILL of it (two long clusters may merge when the
+// box grows no longer); then the joins in a wall merge a doorway-sized
+// cluster into its neighbour. Clusters are numbered in the order of their
+// first leaf.
 std::vector<int32_t> MakeClusters(const CLeafSet& set, const std::vector<CLeafJoin>& joins,
                                   int32_t* pClusterCount)
 {

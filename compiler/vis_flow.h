@@ -14,7 +14,7 @@
 // A way stops when nothing that all the openings on it might see is left
 // unseen. A flow that takes more than FLOW_BUDGET steps from one source
 // counts what its remaining ways might see as seen. Every cut keeps a margin
-// of VIS_SLACK beyond its plane, so the sets are conservative.
+// of FLOW_EPSILON beyond its plane, so the sets are conservative.
 #include "compiler/progress.h"
 #include "compiler/vis_clusters.h"
 
@@ -26,8 +26,9 @@
 constexpr int64_t FLOW_BUDGET = 32;
 // Openings whose flows run side by side, knowing only earlier waves.
 constexpr size_t FLOW_WAVE = 64;
-// How far a cut or a test keeps what lies beyond its plane: room for
-// rounding, as the openings are grown already.
+// How far a cut or a test keeps what lies beyond its plane: the band of a
+// plane, within which the line-of-sight test lets a point count on either
+// side, and room for rounding.
 constexpr double FLOW_EPSILON = 0.5;
 
 // One bit per cluster: bit (c & 63) of word (c >> 6).

@@ -146,6 +146,35 @@ TEST_F(LeafVisibilityTest, ABendInTheCorridorHidesEachRoomFromTheOther)
     EXPECT_TRUE(Vis.Sees(firstRoom, firstRoom));
 }
 
+// A row of four rooms whose doorways alternate between the north and the
+// south end of each wall: every room sees the rooms beside it, and no line
+// runs from the first or the second room through two doorways to the last.
+const std::vector<std::string> ZIGZAG = {
+    "#########################", //
+    "#...........#...........#", // doorways at the north end: columns 6, 18
+    "#.....#.....#.....#.....#", //
+    "#.....#.....#.....#.....#", //
+    "#.....#.....#.....#.....#", //
+    "#.S...#...........#.....#", // doorway at the south end: column 12
+    "#########################", //
+};
+
+TEST_F(LeafVisibilityTest, FarRoomsAreCulledAndNearRoomsKept)
+{
+    Compile(ZIGZAG, CellCentre(2, 1));
+    const int32_t rooms[4] = {LeafAt(3, 3), LeafAt(9, 3), LeafAt(15, 3), LeafAt(21, 3)};
+    for (const int32_t room : rooms)
+        ASSERT_GE(room, 0);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_TRUE(Vis.Sees(rooms[i], rooms[i + 1])) << i;
+        EXPECT_TRUE(Vis.Sees(rooms[i + 1], rooms[i])) << i;
+    }
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_FALSE(Vis.Sees(rooms[i], rooms[3])) << i;
+        EXPECT_FALSE(Vis.Sees(rooms[3], rooms[i])) << i;
+    }
+}
+
 // Random segments between open cells: whenever the light's line-of-sight
 // test lets one through, the leaf at each end is in the other's set.
 TEST_F(LeafVisibilityTest, EveryLineOfSightIsInTheSets)
