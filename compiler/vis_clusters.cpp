@@ -111,20 +111,26 @@ std::vector<CLeafJoin> JoinLeaves(const CBuildNode* pRoot, const CLeafSet& set,
         CFlowPlane plane = PolygonPlane(winding);
         if (Dot(plane.Normal, plane.Normal) == 0)
             return;
-        // Turned away from A, which lies on one side of its own boundary.
-        if (LeafSide(set.Corners[static_cast<size_t>(a)], plane) > 0)
+        // Turned away from A, which lies on one side of its own boundary; a
+        // leaf flat on the plane leaves that to B.
+        const int sideA = LeafSide(set.Corners[static_cast<size_t>(a)], plane);
+        if (sideA > 0)
             plane = plane.Flipped();
         auto join = [&](int32_t b) {
             // B must reach the plane from its far side, and the join is the
             // part of the polygon near B.
-            if (b == a || LeafSide(set.Corners[static_cast<size_t>(b)], plane) < 0 ||
-                MinDistance(set.Corners[static_cast<size_t>(b)], plane) > JOIN_REACH)
+            const std::vector<CPoint>& corners = set.Corners[static_cast<size_t>(b)];
+            CFlowPlane toward = plane;
+            if (sideA == 0 && LeafSide(corners, toward) < 0)
+                toward = toward.Flipped();
+            if (b == a || LeafSide(corners, toward) < 0 ||
+                MinDistance(corners, toward) > JOIN_REACH)
                 return;
             part = winding;
             ClipToBox(&part, set.Boxes[static_cast<size_t>(b)], JOIN_REACH, &scratch);
             if (part.size() < 3)
                 return;
-            const CFlowPlane keyed = a < b ? plane : plane.Flipped();
+            const CFlowPlane keyed = a < b ? toward : toward.Flipped();
             std::vector<size_t>& list = joinsOf[(uint64_t(uint32_t(std::min(a, b))) << 32) |
                                                 uint32_t(std::max(a, b))];
             auto same = std::find_if(list.begin(), list.end(), [&](size_t j) {

@@ -14,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <random>
 #include <sstream>
 #include <string>
@@ -283,6 +284,43 @@ TEST_F(LeafVisibilityCompileTest, RowsCullTheHiddenRoomAndLightStaysTheSame)
     EXPECT_EQ(brightest(dark), 0);
     FreeMapImage(&flow);
     FreeMapImage(&all);
+}
+
+// A reached leaf with the given faces, each a square of side 1000 at one
+// height.
+CBuildNode* SlabLeaf(std::initializer_list<float> heights)
+{
+    CBuildNode* pLeaf = new CBuildNode();
+    pLeaf->bVisited = true;
+    pLeaf->FaceCount = static_cast<int32_t>(heights.size());
+    pLeaf->pFaces = new CLeafFace[heights.size()];
+    int32_t f = 0;
+    for (const float y : heights) {
+        CLeafFace& face = pLeaf->pFaces[f++];
+        face.VertexCount = 4;
+        face.pVertices = new CVertex[4];
+        const float corners[4][2] = {{0, 0}, {0, 1000}, {1000, 1000}, {1000, 0}};
+        for (int32_t v = 0; v < 4; ++v)
+            face.pVertices[v].Position = CVector(corners[v][0], y, corners[v][1]);
+    }
+    return pLeaf;
+}
+
+// Two reached leaves meet at a face on y = 0 with no portal between them:
+// the line-of-sight test lets light through, so each is in the other's set.
+TEST(FlowVisibility, AFaceWithAReachedLeafBehindItLetsSightThrough)
+{
+    CBuildNode* pRoot = new CBuildNode();
+    pRoot->Plane = CPlane(CVector(0, 1, 0), 0.0f);
+    pRoot->pFront = SlabLeaf({0, 100});
+    pRoot->pBack = SlabLeaf({0, -100});
+    const CVector above(500, 50, 500);
+    const CVector below(500, -50, 500);
+    ASSERT_TRUE(LineOfSight(pRoot, &above, &below));
+    const CLeafVisibility vis = FlowVisibility(pRoot, nullptr, 0);
+    EXPECT_TRUE(vis.Sees(0, 1));
+    EXPECT_TRUE(vis.Sees(1, 0));
+    FreeTree(&pRoot);
 }
 
 // Two reached leaves on either side of y = 0 and no portal between them, so
