@@ -20,9 +20,10 @@ bool MayFollow(const COpening& before, const COpening& next)
 }
 
 // Floods from 'source' through the openings that may follow both it and the
-// one before, adding the clusters they lead to to *pSet. *pFound is per
-// opening, all clear, and is left so.
-void FloodMightSee(const CFlowGraph& graph, int32_t source, uint64_t* pSet,
+// one before, adding the clusters they lead to to *pSet. A
+// flood that enters more than MIGHT_BUDGET openings puts every cluster in the
+// set and returns true. *pFound is per opening, all clear, and is left so.
+bool FloodMightSee(const CFlowGraph& graph, int32_t source, uint64_t* pSet,
                    std::vector<uint8_t>* pFound, std::vector<int32_t>* pQueue)
 {
     std::vector<uint8_t>& found = *pFound;
@@ -31,9 +32,14 @@ void FloodMightSee(const CFlowGraph& graph, int32_t source, uint64_t* pSet,
     queue.assign(1, source);
     found[static_cast<size_t>(source)] = 1;
     AddCluster(pSet, first.To);
-    // Once every cluster is in the set, nothing more can come of the flood.
-    int32_t added = 1;
-    for (size_t next = 0; next < queue.size() && added < graph.ClusterCount; ++next) {
+    bool bGaveUp = false;
+    for (size_t next = 0; next < queue.size(); ++next) {
+        if (next == MIGHT_BUDGET) {
+            for (int32_t c = 0; c < graph.ClusterCount; ++c)
+                AddCluster(pSet, c);
+            bGaveUp = true;
+            break;
+        }
         const int32_t p = queue[next];
         const COpening& before = graph.Openings[static_cast<size_t>(p)];
         for (const int32_t r : graph.Leaving[static_cast<size_t>(before.To)]) {
@@ -42,19 +48,20 @@ void FloodMightSee(const CFlowGraph& graph, int32_t source, uint64_t* pSet,
                 !MayFollow(first, opening) || !MayFollow(before, opening))
                 continue;
             found[static_cast<size_t>(r)] = 1;
-            added += HasCluster(pSet, opening.To) ? 0 : 1;
             AddCluster(pSet, opening.To);
             queue.push_back(r);
         }
     }
     for (const int32_t r : queue)
         found[static_cast<size_t>(r)] = 0;
+    return bGaveUp;
 }
 
 } // namespace
 
-CClusterSets MightSee(const CFlowGraph& graph, int32_t threads)
+CClusterSets MightSee(const CFlowGraph& graph, int32_t threads, std::vector<uint8_t>* pGaveUp)
 {
+    pGaveUp->assign(graph.Openings.size(), 0);
     CClusterSets sets(graph.Openings.size(), graph.ClusterCount);
     struct CScratch {
         std::vector<uint8_t> Found;
@@ -64,15 +71,17 @@ CClusterSets MightSee(const CFlowGraph& graph, int32_t threads)
         static_cast<int64_t>(graph.Openings.size()), threads,
         [&] { return CScratch{std::vector<uint8_t>(graph.Openings.size(), 0), {}}; },
         [&](CScratch& scratch, int64_t q) {
-            FloodMightSee(graph, static_cast<int32_t>(q), sets.Set(static_cast<size_t>(q)),
-                          &scratch.Found, &scratch.Queue);
+            (*pGaveUp)[static_cast<size_t>(q)] =
+                FloodMightSee(graph, static_cast<int32_t>(q), sets.Set(static_cast<size_t>(q)),
+                              &scratch.Found, &scratch.Queue);
         });
     return sets;
 }
 
 CClusterSets FlowOpenings(const CFlowGraph& graph, int32_t threads, CProgress* pProgress)
 {
-    const CClusterSets might = MightSee(graph, threads);
+    std::vector<uint8_t> bGaveUp;
+    const CClusterSets might = MightSee(graph, threads, &bGaveUp);
     const size_t count = graph.Openings.size();
     std::vector<int64_t> order(count);
     std::vector<int64_t> size(count, 0);
@@ -94,7 +103,12 @@ CClusterSets FlowOpenings(const CFlowGraph& graph, int32_t threads, CProgress* p
             [&] { return COpeningFlow(graph, might, seen, bDone); },
             [&](COpeningFlow& flow, int64_t i) {
                 const size_t q = static_cast<size_t>(order[start + static_cast<size_t>(i)]);
-                flow.FromOpening(static_cast<int32_t>(q), seen.Set(q));
+                // An opening whose might-see flood gave up keeps every
+                // cluster: its flow would not get far within its budget.
+                if (bGaveUp[q])
+                    std::copy(might.Set(q), might.Set(q) + might.Words(), seen.Set(q));
+                else
+                    flow.FromOpening(static_cast<int32_t>(q), seen.Set(q));
                 if (pProgress)
                     pProgress->Step();
             });

@@ -22,6 +22,9 @@
 #include <deque>
 #include <vector>
 
+// Openings that the might-see flood from one opening enters before it gives
+// up and counts every cluster.
+constexpr size_t MIGHT_BUDGET = 256;
 // Steps (openings entered) of the flow from one source opening.
 constexpr int64_t FLOW_BUDGET = 32;
 // Openings whose flows run side by side, knowing only earlier waves.
@@ -47,8 +50,9 @@ private:
 inline bool HasCluster(const uint64_t* pSet, int32_t c) { return (pSet[c >> 6] >> (c & 63)) & 1u; }
 inline void AddCluster(uint64_t* pSet, int32_t c) { pSet[c >> 6] |= uint64_t(1) << (c & 63); }
 
-// What each opening might see, one set per opening. Threads as given.
-CClusterSets MightSee(const CFlowGraph& graph, int32_t threads);
+// What each opening might see, one set per opening; (*pGaveUp)[q] tells that
+// the flood from opening q gave up and put in every cluster. Threads as given.
+CClusterSets MightSee(const CFlowGraph& graph, int32_t threads, std::vector<uint8_t>* pGaveUp);
 
 // What each opening sees, one set per opening. The flows run in waves of
 // FLOW_WAVE openings, those that might see least first; a way through an
