@@ -222,7 +222,13 @@ struct CBuildView {
         return EPlace::Inner;
     }
     static const CPlane& Plane(Node pNode) { return pNode->Plane; }
-    static double DistanceTo(Node pNode, const CVector& p) { return pNode->Plane.DistanceTo(p); }
+    // CPlane::DistanceTo, step for step, on a point widened to double.
+    static double DistanceTo(Node pNode, const double p[3])
+    {
+        const CPlane& plane = pNode->Plane;
+        return p[0] * plane.Normal.x + p[1] * plane.Normal.y + p[2] * plane.Normal.z +
+               static_cast<double>(plane.Distance);
+    }
     static Node Back(Node pNode) { return pNode->pBack; }
     static Node Front(Node pNode) { return pNode->pFront; }
 };
@@ -243,6 +249,16 @@ bool WalkSegment(const TView& view, typename TView::Node node, const CVector& fr
     int32_t top = 0;
     CVector a = from;
     CVector b = to;
+    // The ends widened once per piece rather than once per node.
+    double wa[3];
+    double wb[3];
+    auto widen = [](const CVector& p, double* pOut) {
+        pOut[0] = p.x;
+        pOut[1] = p.y;
+        pOut[2] = p.z;
+    };
+    widen(a, wa);
+    widen(b, wb);
     for (;;) {
         // Down to a leaf or solid; the second half of a cut segment, or the
         // other side of a segment lying along a plane, waits on the stack.
@@ -253,8 +269,8 @@ bool WalkSegment(const TView& view, typename TView::Node node, const CVector& fr
                 bSees = kind == EPlace::Open;
                 break;
             }
-            const float da = static_cast<float>(view.DistanceTo(node, a));
-            const float db = static_cast<float>(view.DistanceTo(node, b));
+            const float da = static_cast<float>(view.DistanceTo(node, wa));
+            const float db = static_cast<float>(view.DistanceTo(node, wb));
             const bool bAOn = da > -PLANE_EPSILON && da < PLANE_EPSILON;
             const bool bBOn = db > -PLANE_EPSILON && db < PLANE_EPSILON;
             if (bAOn && bBOn) {
@@ -279,12 +295,13 @@ bool WalkSegment(const TView& view, typename TView::Node node, const CVector& fr
                 // front half runs from the crossing to the end in front.
                 if (da <= -PLANE_EPSILON) {
                     pStack[top++] = {view.Front(node), false, crossing, b};
-                    b = crossing;
                 } else {
                     pStack[top++] = {view.Front(node), false, crossing, a};
                     a = b;
-                    b = crossing;
+                    widen(a, wa);
                 }
+                b = crossing;
+                widen(b, wb);
                 node = view.Back(node);
             }
         }
@@ -301,6 +318,8 @@ bool WalkSegment(const TView& view, typename TView::Node node, const CVector& fr
                 node = step.Node;
                 a = step.From;
                 b = step.To;
+                widen(a, wa);
+                widen(b, wb);
                 break;
             }
         }
@@ -345,8 +364,8 @@ bool LineOfSight(const CBuildNode* pNode, const CVector* pFrom, const CVector* p
 
 CSightTree::CNode CSightTree::MakeNode(const CPlane& plane)
 {
+    Planes.push_back(plane);
     CNode node;
-    node.Plane = plane;
     node.Exact[0] = plane.Normal.x;
     node.Exact[1] = plane.Normal.y;
     node.Exact[2] = plane.Normal.z;
@@ -423,17 +442,18 @@ int32_t CSightTree::Collapse()
 struct CSightTree::CView {
     using Node = int32_t;
     const std::vector<CNode>& Nodes;
+    const std::vector<CPlane>& Planes;
     static EPlace Kind(int32_t node)
     {
         return node >= 0 ? EPlace::Inner : node == OPEN ? EPlace::Open : EPlace::Solid;
     }
-    const CPlane& Plane(int32_t node) const { return Nodes[static_cast<size_t>(node)].Plane; }
-    // CPlane::DistanceTo, step for step, on the plane held in double.
-    double DistanceTo(int32_t node, const CVector& p) const
+    const CPlane& Plane(int32_t node) const { return Planes[static_cast<size_t>(node)]; }
+    // CPlane::DistanceTo, step for step, on the plane and the point held in
+    // double.
+    double DistanceTo(int32_t node, const double p[3]) const
     {
         const double* pPlane = Nodes[static_cast<size_t>(node)].Exact;
-        return static_cast<double>(p.x) * pPlane[0] + static_cast<double>(p.y) * pPlane[1] +
-               static_cast<double>(p.z) * pPlane[2] + pPlane[3];
+        return p[0] * pPlane[0] + p[1] * pPlane[1] + p[2] * pPlane[2] + pPlane[3];
     }
     int32_t Back(int32_t node) const { return Nodes[static_cast<size_t>(node)].Back; }
     int32_t Front(int32_t node) const { return Nodes[static_cast<size_t>(node)].Front; }
@@ -441,7 +461,7 @@ struct CSightTree::CView {
 
 bool CSightTree::Sees(int32_t node, const CVector& from, const CVector& to, CStep* pStack) const
 {
-    const CView view{Nodes};
+    const CView view{Nodes, Planes};
     bool bSees = false;
     // The stack holds the deepest walk, so the walk always ends.
     WalkSegment(view, node, from, to, pStack, StackSize(), &bSees);
@@ -455,8 +475,9 @@ int32_t CSightTree::Entry(const CSightBox& a, const CSightBox& b) const
     int32_t node = nRoot;
     while (node >= 0) {
         const CNode& inner = Nodes[static_cast<size_t>(node)];
-        const CSides p = SidesOf(inner.Plane, a);
-        const CSides q = SidesOf(inner.Plane, b);
+        const CPlane& plane = Planes[static_cast<size_t>(node)];
+        const CSides p = SidesOf(plane, a);
+        const CSides q = SidesOf(plane, b);
         const EWay way = WholeWay(p, q);
         if (way == EWay::Split)
             break;
@@ -506,8 +527,9 @@ bool CSightTree::BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox&
             return false;
         const CPending pending = stack[--top];
         const CNode& inner = Nodes[static_cast<size_t>(pending.Node)];
-        const CSides p = SidesOf(inner.Plane, pending.A);
-        const CSides q = SidesOf(inner.Plane, pending.B);
+        const CPlane& plane = Planes[static_cast<size_t>(pending.Node)];
+        const CSides p = SidesOf(plane, pending.A);
+        const CSides q = SidesOf(plane, pending.B);
         // Every segment lies along the plane: it sees when it passes on
         // either side, which a walk of each side in turn may prove.
         const bool bAllOn = !p.bBack && !p.bFront && !q.bBack && !q.bFront;
@@ -522,7 +544,6 @@ bool CSightTree::BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox&
         // front and the other not behind, and then lie above -0.2. A segment
         // with both ends on the plane sees when either side passes it: it is
         // taken in front only, which proves enough.
-        const CPlane& plane = inner.Plane;
         if ((p.bBack && (q.bOn || q.bBack)) || (p.bOn && q.bBack)) {
             if (!push(inner.Back, ClipBox(pending.A, plane, p.Range, NOT_AHEAD_LEVEL, true),
                       ClipBox(pending.B, plane, q.Range, NOT_AHEAD_LEVEL, true)))
@@ -576,7 +597,7 @@ bool CSightTree::BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_
         if (++*pWork > BOX_WORK_LIMIT || a.IsEmpty() || b.IsEmpty())
             return false;
         const CNode& inner = Nodes[static_cast<size_t>(node)];
-        const CPlane& plane = inner.Plane;
+        const CPlane& plane = Planes[static_cast<size_t>(node)];
         const CSides p = SidesOf(plane, a);
         const CSides q = SidesOf(plane, b);
         const EWay way = WholeWay(p, q);

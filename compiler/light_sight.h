@@ -62,13 +62,14 @@ public:
     bool BoxesBlocked(int32_t node, const CSightBox& a, const CSightBox& b) const;
 
 private:
+    // An inner node; its plane as it stands in the tree is Planes[index],
+    // apart, so that the nodes that walks read stay small.
     struct CNode {
         double Exact[4]; // the plane's normal and distance, widened once
-        CPlane Plane;
         int32_t Back = SOLID;
         int32_t Front = SOLID;
     };
-    static CNode MakeNode(const CPlane& plane);
+    CNode MakeNode(const CPlane& plane);
     struct CView;
     int32_t Add(const CBuildNode* pNode);
     int32_t Collapse();
@@ -77,6 +78,7 @@ private:
                       int32_t alternatives) const;
 
     std::vector<CNode> Nodes;
+    std::vector<CPlane> Planes;
     int32_t nRoot = SOLID;
     int32_t nDepth = 0;
 };
