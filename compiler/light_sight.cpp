@@ -51,10 +51,12 @@ CRange RangeOf(const CPlane& plane, const CSightBox& box)
     const double normal[3] = {plane.Normal.x, plane.Normal.y, plane.Normal.z};
     CRange range{plane.Distance, plane.Distance, std::abs(plane.Distance)};
     for (int k = 0; k < 3; ++k) {
-        const bool bUp = normal[k] >= 0.0;
-        range.Low += normal[k] * (bUp ? box.Low[k] : box.High[k]);
-        range.High += normal[k] * (bUp ? box.High[k] : box.Low[k]);
-        range.Error += std::abs(normal[k]) * std::max(std::abs(box.Low[k]), std::abs(box.High[k]));
+        // The lesser product is the low end's, whatever the normal's sign.
+        const double atLow = normal[k] * box.Low[k];
+        const double atHigh = normal[k] * box.High[k];
+        range.Low += std::min(atLow, atHigh);
+        range.High += std::max(atLow, atHigh);
+        range.Error += std::max(std::abs(atLow), std::abs(atHigh));
     }
     // Sums of a few products, each exact, differ by a few of their ulps.
     range.Error *= 1e-15;
