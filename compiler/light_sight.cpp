@@ -249,18 +249,23 @@ bool WalkSegment(const TView& view, typename TView::Node node, const CVector& fr
                  const CVector& to, TStepEntry* pStack, int32_t capacity, bool* pSees)
 {
     int32_t top = 0;
-    CVector a = from;
-    CVector b = to;
-    // The ends widened once per piece rather than once per node.
+    CVector a;
+    CVector b;
+    // The ends, and the ends widened to double once per piece rather than
+    // once per node.
     double wa[3];
     double wb[3];
-    auto widen = [](const CVector& p, double* pOut) {
-        pOut[0] = p.x;
-        pOut[1] = p.y;
-        pOut[2] = p.z;
+    auto setEnds = [&](const CVector& newA, const CVector& newB) {
+        a = newA;
+        b = newB;
+        wa[0] = a.x;
+        wa[1] = a.y;
+        wa[2] = a.z;
+        wb[0] = b.x;
+        wb[1] = b.y;
+        wb[2] = b.z;
     };
-    widen(a, wa);
-    widen(b, wb);
+    setEnds(from, to);
     for (;;) {
         // Down to a leaf or solid; the second half of a cut segment, or the
         // other side of a segment lying along a plane, waits on the stack.
@@ -297,13 +302,11 @@ bool WalkSegment(const TView& view, typename TView::Node node, const CVector& fr
                 // front half runs from the crossing to the end in front.
                 if (da <= -PLANE_EPSILON) {
                     pStack[top++] = {view.Front(node), false, crossing, b};
+                    setEnds(a, crossing);
                 } else {
                     pStack[top++] = {view.Front(node), false, crossing, a};
-                    a = b;
-                    widen(a, wa);
+                    setEnds(b, crossing);
                 }
-                b = crossing;
-                widen(b, wb);
                 node = view.Back(node);
             }
         }
@@ -318,10 +321,7 @@ bool WalkSegment(const TView& view, typename TView::Node node, const CVector& fr
             const TStepEntry& step = pStack[--top];
             if (step.bAlternative != bSees) {
                 node = step.Node;
-                a = step.From;
-                b = step.To;
-                widen(a, wa);
-                widen(b, wb);
+                setEnds(step.From, step.To);
                 break;
             }
         }
