@@ -498,15 +498,15 @@ private:
         auto sourceBox = [&](int32_t index) -> const CSightBox& {
             return pSourceBoxes ? pSourceBoxes[index] : group.Box;
         };
-        int32_t entry = 0;
+        CWitness witness{source.Lumel.Position, at};
         const EBlockSight whole =
-            Settle(&Whole[0], &entry, group.Box, Blocks[BLOCK_COUNT + QUARTER_COUNT]);
+            Settle(&Whole[0], &witness, group.Box, Blocks[BLOCK_COUNT + QUARTER_COUNT]);
         if (whole != EBlockSight::Walk)
             return whole == EBlockSight::Sees;
         const int32_t sourceQuarter = QuarterOf(source.Block);
         const int32_t quarter = QuarterOf(block);
         const EBlockSight part =
-            Settle(&Quarters[sourceQuarter][quarter], &entry,
+            Settle(&Quarters[sourceQuarter][quarter], &witness,
                    sourceBox(BLOCK_COUNT + sourceQuarter), Blocks[BLOCK_COUNT + quarter]);
         if (part != EBlockSight::Walk)
             return part == EBlockSight::Sees;
@@ -514,31 +514,62 @@ private:
             // A block of an emitting face to this one sample.
             CSightBox sampleBox;
             sampleBox.Add(at);
-            const EBlockSight one = Settle(&Single[source.Block][i], &entry,
-                                           sourceBox(source.Block), sampleBox);
+            const EBlockSight one =
+                Settle(&Single[source.Block][i], &witness, sourceBox(source.Block), sampleBox);
             if (one != EBlockSight::Walk)
                 return one == EBlockSight::Sees;
         }
-        ++LineTests;
-        return Pass.pSight->Sees(entry, source.Lumel.Position, at, Stack.data());
+        return Walk(&witness);
     }
 
-    // The sight of a pair of blocks, worked out on first use in an aim.
-    EBlockSight Settle(CBlockState* pState, int32_t* pEntry, const CSightBox& a,
+    // The segment being asked about, walked at most once: its answer also
+    // tells which test of blocks may settle a pair of blocks that hold it.
+    struct CWitness {
+        CVector From;
+        CVector To;
+        int32_t Entry = 0;  // the deepest node known that it enters whole
+        int8_t Sees = -1;   // unknown until walked
+    };
+
+    bool Walk(CWitness* pWitness)
+    {
+        if (pWitness->Sees < 0) {
+            ++LineTests;
+            pWitness->Sees =
+                Pass.pSight->Sees(pWitness->Entry, pWitness->From, pWitness->To, Stack.data()) ? 1
+                                                                                                 : 0;
+        }
+        return pWitness->Sees == 1;
+    }
+
+    // The sight of a pair of blocks, worked out on first use in an aim. Every
+    // segment between the blocks sees, or none does, only when the witness
+    // (one of them) does or does not: the other test can't succeed and is
+    // not made.
+    EBlockSight Settle(CBlockState* pState, CWitness* pWitness, const CSightBox& a,
                        const CSightBox& b)
     {
         if (pState->Aim != nAim) {
             pState->Aim = nAim;
             const CSightTree& sight = *Pass.pSight;
             pState->Entry = sight.Entry(a, b);
-            if (pState->Entry == CSightTree::OPEN || sight.BoxesSee(pState->Entry, a, b))
+            if (pState->Entry == CSightTree::OPEN) {
                 pState->Sight = EBlockSight::Sees;
-            else if (pState->Entry == CSightTree::SOLID || sight.BoxesBlocked(pState->Entry, a, b))
+            } else if (pState->Entry == CSightTree::SOLID) {
                 pState->Sight = EBlockSight::Blocked;
-            else
-                pState->Sight = EBlockSight::Walk;
+            } else {
+                if (pWitness->Sees < 0)
+                    pWitness->Entry = pState->Entry;
+                const bool bSees = Walk(pWitness);
+                if (bSees ? sight.BoxesSee(pState->Entry, a, b)
+                          : sight.BoxesBlocked(pState->Entry, a, b))
+                    pState->Sight = bSees ? EBlockSight::Sees : EBlockSight::Blocked;
+                else
+                    pState->Sight = EBlockSight::Walk;
+            }
         }
-        *pEntry = pState->Entry;
+        if (pWitness->Sees < 0)
+            pWitness->Entry = pState->Entry;
         return pState->Sight;
     }
 
