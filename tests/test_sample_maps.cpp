@@ -15,8 +15,6 @@
 #include <cctype>
 #include <cmath>
 #include <cstdint>
-#include <fstream>
-#include <iterator>
 #include <set>
 #include <sstream>
 #include <string>
@@ -27,12 +25,6 @@ namespace {
 std::string DataMap(const std::string& name)
 {
     return std::string(VORLANE_DATA_MAPS_DIR) + "/" + name;
-}
-
-std::string ReadAll(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 uint32_t Le32(const std::string& data, size_t at)
@@ -221,12 +213,12 @@ TEST_P(SampleMapFile, IsCompleteWithTexturesAndLights)
         EXPECT_LE(name.size(), 31u) << name;
         EXPECT_TRUE(std::none_of(name.begin(), name.end(), [](char c) { return std::isupper(static_cast<unsigned char>(c)) != 0; }))
             << name;
-        EXPECT_TRUE(IsPlainBmp(ReadAll(DataMap(name + ".bmp")))) << name;
+        EXPECT_TRUE(IsPlainBmp(ReadFile(DataMap(name + ".bmp")))) << name;
         pending.push_back(pNode->pHigher);
         pending.push_back(pNode->pLower);
     }
 
-    std::istringstream lights(ReadAll(DataMap(std::string(sample.Name) + ".lights")));
+    std::istringstream lights(ReadFile(DataMap(std::string(sample.Name) + ".lights")));
     std::set<std::string> names;
     std::string name;
     int values[4];
@@ -249,7 +241,7 @@ TEST(SampleMapGenerator, MatchesTheDataFolder)
 {
     size_t total = 0;
     for (const samples::CSampleFile& file : samples::SampleFiles()) {
-        EXPECT_TRUE(ReadAll(DataMap(file.Name)) == file.Data)
+        EXPECT_TRUE(ReadFile(DataMap(file.Name)) == file.Data)
             << file.Name << " differs from the generator: run vorlane-make-samples data/maps";
         total += file.Data.size();
     }
