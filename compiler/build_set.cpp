@@ -338,7 +338,8 @@ void FreeTree(CBuildNode** ppNode)
         // The portals belong to the portal array of the compile; only this
         // leaf's array of pointers to them is freed here.
         delete[] pNode->pPortals;
-        delete[] pNode->pVisibleLeaves;
+        if (!pNode->bSharesVisibleLeaves)
+            delete[] pNode->pVisibleLeaves;
         for (int32_t i = 0; pNode->pGrids && i < pNode->FaceCount; ++i)
             FreeGrid(&pNode->pGrids[i]);
         delete[] pNode->pGrids;

@@ -22,6 +22,7 @@ struct CBuildNode {
     int32_t PortalCount = 0;
     CBuildNode** pVisibleLeaves = nullptr;
     int32_t VisibleLeafCount = 0;
+    bool bSharesVisibleLeaves = false; // pVisibleLeaves belongs to an earlier leaf
     CLumelGrid* pGrids = nullptr;
     CBuildNode* pParent = nullptr; // set builder only
     CBuildNode* pFront = nullptr;  // child on the side of positive distance, or null

@@ -31,6 +31,24 @@ void AddGridLeaves(const CBuildNode* pRoot, CLumelGrid& grid, const CLeafVisibil
     });
 }
 
+// Gives the leaf a list of its own: the leaves whose bits are set in
+// 'reached', in their order.
+void SetVisibleList(CBuildNode* pLeaf, const std::vector<uint64_t>& reached,
+                    const std::vector<CBuildNode*>& leaves)
+{
+    int32_t listed = 0;
+    for (const uint64_t word : reached)
+        listed += __builtin_popcountll(word);
+    pLeaf->pVisibleLeaves = new CBuildNode*[static_cast<size_t>(listed)];
+    pLeaf->VisibleLeafCount = 0;
+    pLeaf->bSharesVisibleLeaves = false;
+    for (size_t w = 0; w < reached.size(); ++w) {
+        for (uint64_t bits = reached[w]; bits; bits &= bits - 1)
+            pLeaf->pVisibleLeaves[pLeaf->VisibleLeafCount++] =
+                leaves[w * 64 + static_cast<size_t>(__builtin_ctzll(bits))];
+    }
+}
+
 } // namespace
 
 void FillVisibleLeaves(CBuildNode* pRoot, const CLeafVisibility& visibility)
@@ -56,6 +74,8 @@ void FillVisibleLeaves(CBuildNode* pRoot, const CLeafVisibility& visibility)
     const size_t words = (count + 63) / 64;
     std::vector<uint64_t> seen(words);
     std::vector<uint64_t> reached(words);
+    std::vector<uint64_t> lastReached;
+    const CBuildNode* pLastList = nullptr; // the last leaf with a list of its own
     for (size_t a = 0; a < count; ++a) {
         // The leaves seen from where A's samples lie...
         std::fill(seen.begin(), seen.end(), 0);
@@ -74,17 +94,19 @@ void FillVisibleLeaves(CBuildNode* pRoot, const CLeafVisibility& visibility)
             }
         }
         CBuildNode* pLeaf = leaves[a];
-        delete[] pLeaf->pVisibleLeaves;
-        pLeaf->pVisibleLeaves = nullptr;
-        pLeaf->VisibleLeafCount = 0;
-        int32_t listed = 0;
-        for (const uint64_t word : reached)
-            listed += __builtin_popcountll(word);
-        pLeaf->pVisibleLeaves = new CBuildNode*[static_cast<size_t>(listed)];
-        for (size_t w = 0; w < words; ++w) {
-            for (uint64_t bits = reached[w]; bits; bits &= bits - 1)
-                pLeaf->pVisibleLeaves[pLeaf->VisibleLeafCount++] =
-                    leaves[w * 64 + static_cast<size_t>(__builtin_ctzll(bits))];
+        if (!pLeaf->bSharesVisibleLeaves)
+            delete[] pLeaf->pVisibleLeaves;
+        // Where the flow finds no walls, leaf after leaf gets the same list:
+        // one array serves them all, so memory stays linear in the leaves.
+        if (pLastList && reached == lastReached) {
+            pLeaf->pVisibleLeaves = pLastList->pVisibleLeaves;
+            pLeaf->VisibleLeafCount = pLastList->VisibleLeafCount;
+            pLeaf->bSharesVisibleLeaves = true;
+            continue;
         }
+        SetVisibleList(pLeaf, reached, leaves);
+        pLastList = pLeaf;
+        lastReached.swap(reached);
+        reached.resize(words);
     }
 }

@@ -346,14 +346,19 @@ TEST(FillVisibleLeaves, SamplesInTheBandOfAPlaneCountOnBothSides)
     }
     const CLeafVisibility vis = FlowVisibility(pRoot, nullptr, 0);
     ASSERT_FALSE(vis.Sees(0, 1));
+    // Filled twice: the second fill replaces the lists of the first.
+    FillVisibleLeaves(pRoot, vis);
     FillVisibleLeaves(pRoot, vis);
     // The front leaf's light reaches the back leaf's samples, and the back
-    // leaf's light starts in the front leaf too; both lists in walk order.
+    // leaf's light starts in the front leaf too; both lists in walk order,
+    // and the same list is one array.
     for (CBuildNode* pLeaf : {pFront, pBack}) {
         ASSERT_EQ(pLeaf->VisibleLeafCount, 2);
         EXPECT_EQ(pLeaf->pVisibleLeaves[0], pFront);
         EXPECT_EQ(pLeaf->pVisibleLeaves[1], pBack);
     }
+    EXPECT_EQ(pBack->pVisibleLeaves, pFront->pVisibleLeaves);
+    EXPECT_TRUE(pBack->bSharesVisibleLeaves && !pFront->bSharesVisibleLeaves);
     FreeTree(&pRoot);
 }
 
