@@ -1,6 +1,7 @@
 #include "compiler/compile_pipeline.h"
 
 #include "compiler/base_square.h"
+#include "compiler/bit_words.h"
 #include "compiler/build_tree.h"
 #include "compiler/compile_checks.h"
 #include "compiler/leaf_visibility.h"
@@ -388,13 +389,11 @@ CWriteCounts MakeCompiledMap(CCompileState& state, const CLeafVisibility& visibi
             continue;
         uint8_t* pRow = &pOut->Visibility[static_cast<size_t>(i) * rowBytes];
         const uint64_t* pSeen = visibility.Row(index);
-        for (size_t w = 0; w < visibility.RowWords(); ++w) {
-            for (uint64_t bits = pSeen[w]; bits; bits &= bits - 1) {
-                const int32_t j = written[w * 64 + static_cast<size_t>(__builtin_ctzll(bits))];
-                if (j >= 0 && j != i)
-                    pRow[j >> 3] |= static_cast<uint8_t>(1u << (j & 7));
-            }
-        }
+        ForEachSetBit(pSeen, visibility.RowWords(), [&](size_t seen) {
+            const int32_t j = written[seen];
+            if (j >= 0 && j != i)
+                pRow[j >> 3] |= static_cast<uint8_t>(1u << (j & 7));
+        });
     }
     return counts;
 }

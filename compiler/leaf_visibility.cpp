@@ -1,5 +1,6 @@
 #include "compiler/leaf_visibility.h"
 
+#include "compiler/bit_words.h"
 #include "compiler/progress.h"
 #include "compiler/tree_walk.h"
 #include "compiler/vis_flow.h"
@@ -70,11 +71,8 @@ CLeafVisibility FlowVisibility(CBuildNode* pRoot, const CPortal* pPortals, int32
         vis.SetClusters(c, c);
     for (size_t q = 0; q < graph.Openings.size(); ++q) {
         const int32_t from = graph.Openings[q].From;
-        const uint64_t* pSet = seen.Set(q);
-        for (size_t w = 0; w < seen.Words(); ++w) {
-            for (uint64_t bits = pSet[w]; bits; bits &= bits - 1)
-                vis.SetClusters(from, static_cast<int32_t>(w * 64) + __builtin_ctzll(bits));
-        }
+        ForEachSetBit(seen.Set(q), seen.Words(),
+                      [&](size_t to) { vis.SetClusters(from, static_cast<int32_t>(to)); });
     }
     return vis;
 }

@@ -1,5 +1,6 @@
 #include "compiler/visible_leaves.h"
 
+#include "compiler/bit_words.h"
 #include "compiler/light.h"
 #include "compiler/tree_walk.h"
 
@@ -42,11 +43,8 @@ void SetVisibleList(CBuildNode* pLeaf, const std::vector<uint64_t>& reached,
     pLeaf->pVisibleLeaves = new CBuildNode*[static_cast<size_t>(listed)];
     pLeaf->VisibleLeafCount = 0;
     pLeaf->bSharesVisibleLeaves = false;
-    for (size_t w = 0; w < reached.size(); ++w) {
-        for (uint64_t bits = reached[w]; bits; bits &= bits - 1)
-            pLeaf->pVisibleLeaves[pLeaf->VisibleLeafCount++] =
-                leaves[w * 64 + static_cast<size_t>(__builtin_ctzll(bits))];
-    }
+    ForEachSetBit(reached.data(), reached.size(),
+                  [&](size_t b) { pLeaf->pVisibleLeaves[pLeaf->VisibleLeafCount++] = leaves[b]; });
 }
 
 } // namespace
@@ -86,13 +84,10 @@ void FillVisibleLeaves(CBuildNode* pRoot, const CLeafVisibility& visibility)
         }
         // ...and the leaves with samples there.
         std::fill(reached.begin(), reached.end(), 0);
-        for (size_t w = 0; w < words; ++w) {
-            for (uint64_t bits = seen[w]; bits; bits &= bits - 1) {
-                const size_t d = w * 64 + static_cast<size_t>(__builtin_ctzll(bits));
-                for (const int32_t b : holders[d])
-                    reached[static_cast<size_t>(b) >> 6] |= uint64_t(1) << (b & 63);
-            }
-        }
+        ForEachSetBit(seen.data(), words, [&](size_t d) {
+            for (const int32_t b : holders[d])
+                reached[static_cast<size_t>(b) >> 6] |= uint64_t(1) << (b & 63);
+        });
         CBuildNode* pLeaf = leaves[a];
         if (!pLeaf->bSharesVisibleLeaves)
             delete[] pLeaf->pVisibleLeaves;
