@@ -94,17 +94,6 @@ CVertex CrossingVertex(const CPlane& plane, const CVertex& a, const CVertex& b)
     return v;
 }
 
-float IntersectEdge(const CPlane& plane, const CVector* pA, const CVector* pB, CVector* pOut)
-{
-    const float da = static_cast<float>(Dot(*pA, plane.Normal));
-    const float db = static_cast<float>(Dot(*pB, plane.Normal));
-    const float t = static_cast<float>((-static_cast<double>(plane.Distance) - da) /
-                                       (static_cast<double>(db) - da));
-    // The same steps as CPlane::Intersect, so that both give the same point.
-    *pOut = *pA + (*pB - *pA) * t;
-    return t;
-}
-
 bool SplitFace(const CPlane& plane, const CLeafFace* pFace, CLeafFace* pBack, CLeafFace* pFront)
 {
     if (!pFace->pVertices)
