@@ -88,6 +88,47 @@ CSphere SphereRound(const CSightBox& box)
     return sphere;
 }
 
+// The number of the tree's plane that a grid's samples lie on. A face lies
+// on a plane that bounds its leaf, so on the plane of one of the leaf's
+// ancestors: the nearest one whose plane passes within GRID_PLANE_NEAR of the
+// first sample. -1 when there is none (the list builder keeps no parents).
+constexpr double GRID_PLANE_NEAR = 0.01;
+int32_t GridPlaneOf(const CSightTree& sight, const CBuildNode* pLeaf, const CLumelGrid& grid)
+{
+    if (!grid.pLumels || grid.LumelCount <= 0)
+        return -1;
+    for (const CBuildNode* pNode = pLeaf->pParent; pNode; pNode = pNode->pParent) {
+        const int32_t id = sight.PlaneNumber(pNode->Plane);
+        if (id >= 0 && sight.DistanceFrom(id, grid.pLumels[0].Position) < GRID_PLANE_NEAR)
+            return id;
+    }
+    return -1;
+}
+
+// Gives the box plane `id` with the largest distance of the points that the
+// box was made round (each added with Widen) from it.
+class CPlaneBand {
+public:
+    CPlaneBand(const CSightTree& sight, int32_t id) : Sight(sight), Id(id) {}
+    void Widen(const CVector& point)
+    {
+        if (Id >= 0)
+            Round = std::max(Round, Sight.DistanceFrom(Id, point));
+    }
+    void Give(CSightBox* pBox) const
+    {
+        if (Id >= 0 && std::isfinite(Round)) {
+            pBox->PlaneId = Id;
+            pBox->Round = Round;
+        }
+    }
+
+private:
+    const CSightTree& Sight;
+    int32_t Id;
+    double Round = 0.0;
+};
+
 struct CSource {
     CLumel Lumel;
     CPlane Plane; // through the source, with its face's normal
@@ -165,7 +206,10 @@ void AddSource(CPass* pPass, const CLumel& lumel, const CVector& normal, int32_t
 
 // Makes a group of the sources added since `first`; a group without any is
 // dropped.
-void CloseGroup(CPass* pPass, uint32_t first, const CLumelGrid* pOwnGrid, bool bPlaneTest)
+// Sources on one face carry its plane (facePlane, -1 for none) in their
+// boxes.
+void CloseGroup(CPass* pPass, uint32_t first, const CLumelGrid* pOwnGrid, bool bPlaneTest,
+                int32_t facePlane = -1)
 {
     const uint32_t count = static_cast<uint32_t>(pPass->Sources.size()) - first;
     if (count == 0)
@@ -176,14 +220,17 @@ void CloseGroup(CPass* pPass, uint32_t first, const CLumelGrid* pOwnGrid, bool b
     group.pOwnGrid = pOwnGrid;
     group.bPlaneTest = bPlaneTest;
     group.HighestPlane = pPass->Sources[first].Plane;
+    CPlaneBand band(*pPass->pSight, facePlane);
     for (uint32_t i = first; i < first + count; ++i) {
         const CSource& source = pPass->Sources[i];
         group.Reach = std::max(group.Reach, source.Reach);
         if (!(source.Reach <= group.Reach))
             group.Reach = source.Reach; // a reach that is not a number stays so
         group.Box.Add(source.Lumel.Position);
+        band.Widen(source.Lumel.Position);
         group.HighestPlane.Distance = std::max(group.HighestPlane.Distance, source.Plane.Distance);
     }
+    band.Give(&group.Box);
     if (count > 1) {
         group.FirstBlockBox = static_cast<int64_t>(pPass->BlockBoxes.size());
         pPass->BlockBoxes.resize(pPass->BlockBoxes.size() + BLOCK_COUNT + QUARTER_COUNT);
@@ -193,6 +240,8 @@ void CloseGroup(CPass* pPass, uint32_t first, const CLumelGrid* pOwnGrid, bool b
             pBoxes[source.Block].Add(source.Lumel.Position);
             pBoxes[BLOCK_COUNT + QuarterOf(source.Block)].Add(source.Lumel.Position);
         }
+        for (int32_t b = 0; b < BLOCK_COUNT + QUARTER_COUNT; ++b)
+            band.Give(&pBoxes[b]);
     }
     pPass->Groups.push_back(group);
 }
@@ -228,7 +277,7 @@ void CollectEmitters(CPass* pPass, CBuildNode* pNode)
                         AddSource(pPass, *pLumel, pGrid->Normal, BlockOf(y * LUMEL_GRID_SIZE + x));
                 }
             }
-            CloseGroup(pPass, first, nullptr, true);
+            CloseGroup(pPass, first, nullptr, true, GridPlaneOf(*pPass->pSight, pLeaf, *pGrid));
         }
         shooter.GroupCount = static_cast<uint32_t>(pPass->Groups.size()) - shooter.FirstGroup;
         pPass->Shooters.push_back(shooter);
@@ -301,8 +350,12 @@ CTarget MakeTarget(CPass* pPass, const CBuildNode* pLeaf)
         CReceiver receiver;
         receiver.pGrid = pGrid;
         receiver.FacePlane = CPlane(pGrid->pLumels[0].Position, pGrid->Normal);
-        for (int32_t i = 0; i < pGrid->LumelCount; ++i)
+        CPlaneBand band(*pPass->pSight, GridPlaneOf(*pPass->pSight, pLeaf, *pGrid));
+        for (int32_t i = 0; i < pGrid->LumelCount; ++i) {
             receiver.Box.Add(pGrid->pLumels[i].Position);
+            band.Widen(pGrid->pLumels[i].Position);
+        }
+        band.Give(&receiver.Box);
         receiver.Sphere = SphereRound(receiver.Box);
         all.Add(receiver.Box);
         pPass->Receivers.push_back(receiver);
@@ -429,6 +482,11 @@ private:
             const int32_t block = BlockOf(i);
             Blocks[block].Add(pGrid->pLumels[i].Position);
             Blocks[BLOCK_COUNT + QuarterOf(block)].Add(pGrid->pLumels[i].Position);
+        }
+        // The blocks lie as close to the face's plane as the whole grid.
+        for (CSightBox& box : Blocks) {
+            box.PlaneId = receiver.Box.PlaneId;
+            box.Round = receiver.Box.Round;
         }
         Blocks[BLOCK_COUNT + QUARTER_COUNT] = receiver.Box;
     }

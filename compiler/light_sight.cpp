@@ -91,6 +91,24 @@ CSides SidesOf(const CPlane& plane, const CSightBox& box)
     return sides;
 }
 
+// SidesOf at a node whose plane has number planeId. Points that lie within
+// Round of that plane (or of the same plane turned round, which measures
+// the same distances negated) are classified from that band as well as from
+// the corners of their box.
+CSides SidesAt(const CPlane& plane, int32_t planeId, const CSightBox& box)
+{
+    CSides sides = SidesOf(plane, box);
+    if (box.PlaneId < 0 || box.PlaneId != planeId)
+        return sides;
+    const double reach = box.Round + sides.Range.Error;
+    const float low = static_cast<float>(std::max(sides.Range.Low - sides.Range.Error, -reach));
+    const float high = static_cast<float>(std::min(sides.Range.High + sides.Range.Error, reach));
+    sides.bBack = low <= -PLANE_EPSILON;
+    sides.bFront = high >= PLANE_EPSILON;
+    sides.bOn = low < PLANE_EPSILON && high > -PLANE_EPSILON;
+    return sides;
+}
+
 // Where every segment between two boxes goes whole: behind when no end may
 // be in front and the two may not both be on the plane (which tries both
 // sides), in front likewise; else some are cut or may take either side.
@@ -337,10 +355,19 @@ void CSightBox::Add(const CVector& p)
         Low[k] = std::min(Low[k], q[k]);
         High[k] = std::max(High[k], q[k]);
     }
+    PlaneId = -1;
 }
 
 void CSightBox::Add(const CSightBox& box)
 {
+    if (IsEmpty()) {
+        PlaneId = box.PlaneId;
+        Round = box.Round;
+    } else if (box.PlaneId != PlaneId) {
+        PlaneId = -1;
+    } else {
+        Round = std::max(Round, box.Round);
+    }
     for (int k = 0; k < 3; ++k) {
         Low[k] = std::min(Low[k], box.Low[k]);
         High[k] = std::max(High[k], box.High[k]);
@@ -378,6 +405,47 @@ CSightTree::CNode CSightTree::MakeNode(const CPlane& plane)
 CSightTree::CSightTree(const CBuildNode* pRoot)
 {
     nRoot = Add(pRoot);
+    NumberPlanes();
+}
+
+bool CSightTree::KeyOf(const CPlane& plane, std::array<float, 4>* pKey)
+{
+    std::array<float, 4>& key = *pKey;
+    key = {plane.Normal.x, plane.Normal.y, plane.Normal.z, plane.Distance};
+    if (!std::all_of(key.begin(), key.end(), [](float v) { return std::isfinite(v); }))
+        return false;
+    const float first = key[0] != 0.0f ? key[0] : key[1] != 0.0f ? key[1] : key[2];
+    for (float& v : key)
+        v = (first < 0.0f ? -v : v) + 0.0f; // and -0 taken as 0
+    return true;
+}
+
+// Equal planes, and planes equal once turned round, get one number: a walk's
+// distances from the one are those from the other or their negatives, bit
+// for bit. Planes that are not finite get none (-1).
+void CSightTree::NumberPlanes()
+{
+    PlaneIds.reserve(Planes.size());
+    for (size_t i = 0; i < Planes.size(); ++i) {
+        std::array<float, 4> key;
+        if (!KeyOf(Planes[i], &key)) {
+            PlaneIds.push_back(-1);
+            continue;
+        }
+        const auto [it, bNew] = PlaneKeys.try_emplace(key, static_cast<int32_t>(PlaneNodes.size()));
+        if (bNew)
+            PlaneNodes.push_back(static_cast<int32_t>(i));
+        PlaneIds.push_back(it->second);
+    }
+}
+
+int32_t CSightTree::PlaneNumber(const CPlane& plane) const
+{
+    std::array<float, 4> key;
+    if (!KeyOf(plane, &key))
+        return -1;
+    const auto it = PlaneKeys.find(key);
+    return it == PlaneKeys.end() ? -1 : it->second;
 }
 
 // Copies the subtree under pNode, each node before its children, on a stack
@@ -461,6 +529,13 @@ struct CSightTree::CView {
     int32_t Front(int32_t node) const { return Nodes[static_cast<size_t>(node)].Front; }
 };
 
+double CSightTree::DistanceFrom(int32_t id, const CVector& point) const
+{
+    const CView view{Nodes, Planes};
+    const double p[3] = {point.x, point.y, point.z};
+    return std::abs(view.DistanceTo(PlaneNodes[static_cast<size_t>(id)], p));
+}
+
 bool CSightTree::Sees(int32_t node, const CVector& from, const CVector& to, CStep* pStack) const
 {
     const CView view{Nodes, Planes};
@@ -478,9 +553,8 @@ int32_t CSightTree::Entry(const CSightBox& a, const CSightBox& b) const
     while (node >= 0) {
         const CNode& inner = Nodes[static_cast<size_t>(node)];
         const CPlane& plane = Planes[static_cast<size_t>(node)];
-        const CSides p = SidesOf(plane, a);
-        const CSides q = SidesOf(plane, b);
-        const EWay way = WholeWay(p, q);
+        const int32_t id = PlaneIds[static_cast<size_t>(node)];
+        const EWay way = WholeWay(SidesAt(plane, id, a), SidesAt(plane, id, b));
         if (way == EWay::Split)
             break;
         node = way == EWay::Back ? inner.Back : inner.Front;
@@ -530,8 +604,9 @@ bool CSightTree::BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox&
         const CPending pending = stack[--top];
         const CNode& inner = Nodes[static_cast<size_t>(pending.Node)];
         const CPlane& plane = Planes[static_cast<size_t>(pending.Node)];
-        const CSides p = SidesOf(plane, pending.A);
-        const CSides q = SidesOf(plane, pending.B);
+        const int32_t id = PlaneIds[static_cast<size_t>(pending.Node)];
+        const CSides p = SidesAt(plane, id, pending.A);
+        const CSides q = SidesAt(plane, id, pending.B);
         // Every segment lies along the plane: it sees when it passes on
         // either side, which a walk of each side in turn may prove.
         const bool bAllOn = !p.bBack && !p.bFront && !q.bBack && !q.bFront;
@@ -573,6 +648,8 @@ bool CSightTree::BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox&
             CSightBox x = CrossingBox(back, backSides, front, frontSides, &rounding);
             x = ClipBox(x, plane, RangeOf(plane, x), rounding, true);
             x = ClipBox(x, plane, RangeOf(plane, x), -rounding, false);
+            x.PlaneId = id;
+            x.Round = rounding;
             if (!push(inner.Back, back, x) || !push(inner.Front, x, front))
                 return false;
         }
@@ -600,8 +677,9 @@ bool CSightTree::BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_
             return false;
         const CNode& inner = Nodes[static_cast<size_t>(node)];
         const CPlane& plane = Planes[static_cast<size_t>(node)];
-        const CSides p = SidesOf(plane, a);
-        const CSides q = SidesOf(plane, b);
+        const int32_t id = PlaneIds[static_cast<size_t>(node)];
+        const CSides p = SidesAt(plane, id, a);
+        const CSides q = SidesAt(plane, id, b);
         const EWay way = WholeWay(p, q);
         if (way != EWay::Split) {
             node = way == EWay::Back ? inner.Back : inner.Front;
@@ -619,6 +697,8 @@ bool CSightTree::BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_
         CSightBox x = CrossingBox(back, bAOnlyBehind ? p : q, front, bAOnlyBehind ? q : p, &rounding);
         x = ClipBox(x, plane, RangeOf(plane, x), rounding, true);
         x = ClipBox(x, plane, RangeOf(plane, x), -rounding, false);
+        x.PlaneId = id;
+        x.Round = rounding;
         if (BoxesBlockedFrom(inner.Back, back, x, pWork))
             return true;
         a = x;

@@ -8,15 +8,25 @@
 #include "geometry/plane.h"
 #include "geometry/vector.h"
 
+#include <array>
 #include <cstdint>
+#include <map>
 #include <vector>
 
 // An axis-aligned box of points, in double; empty until a point is added.
+// Points that all lie close to one plane of a CSightTree (the samples of a
+// face, the crossings of a plane) may also carry that plane's number and
+// how far from it they lie, as a walk measures: a box round points on a
+// slanted plane stands far to both sides of it, the points do not.
 struct CSightBox {
     double Low[3] = {1e300, 1e300, 1e300};
     double High[3] = {-1e300, -1e300, -1e300};
+    int32_t PlaneId = -1; // none
+    double Round = 0.0;
 
+    // A point added drops the plane: it need not lie near it.
     void Add(const CVector& p);
+    // The plane stays when both boxes have it (or this one is empty).
     void Add(const CSightBox& box);
     bool IsEmpty() const { return Low[0] > High[0] || Low[1] > High[1] || Low[2] > High[2]; }
 };
@@ -61,6 +71,13 @@ public:
     // whole passes from there; false when that is not certain.
     bool BoxesBlocked(int32_t node, const CSightBox& a, const CSightBox& b) const;
 
+    // The number of the tree's planes equal to `plane`, or to it turned
+    // round; -1 when there is none.
+    int32_t PlaneNumber(const CPlane& plane) const;
+    // How far a point lies from plane number `id` (0 <= id), as a walk
+    // measures it at a node of that plane: the size of the distance.
+    double DistanceFrom(int32_t id, const CVector& point) const;
+
 private:
     // An inner node; its plane as it stands in the tree is Planes[index],
     // apart, so that the nodes that walks read stay small.
@@ -73,12 +90,21 @@ private:
     struct CView;
     int32_t Add(const CBuildNode* pNode);
     int32_t Collapse();
+    void NumberPlanes();
+    // The plane key of a plane: turned so that its first non-zero component
+    // is positive; false when it is not finite.
+    static bool KeyOf(const CPlane& plane, std::array<float, 4>* pKey);
     bool BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_t* pWork) const;
     bool BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox& b, int32_t* pWork,
                       int32_t alternatives) const;
 
     std::vector<CNode> Nodes;
     std::vector<CPlane> Planes;
+    // Per node: nodes whose planes are equal, or equal once turned round,
+    // share a number; PlaneKeys holds each number's plane.
+    std::vector<int32_t> PlaneIds;
+    std::map<std::array<float, 4>, int32_t> PlaneKeys;
+    std::vector<int32_t> PlaneNodes; // a node of each number
     int32_t nRoot = SOLID;
     int32_t nDepth = 0;
 };

@@ -269,9 +269,9 @@ std::string Box(int x0, int y0, int z0, int x1, int y1, int z1, const std::strin
 // one; the start is in the west. No plane passes through the origin: the
 // builders place a face lying in a splitter's band by distance alone, so a
 // floor at height 0 would go to the solid side of the opposite plane.
-std::string TwoRoomMap(const std::string& entities = "")
+std::string TwoRoomMap(const std::string& entities = "", const std::string& brushes = "")
 {
-    return "{\n\"classname\" \"worldspawn\"\n" + Box(-272, -144, 16, 272, 144, 32, "floor") +
+    return "{\n\"classname\" \"worldspawn\"\n" + brushes + Box(-272, -144, 16, 272, 144, 32, "floor") +
            Box(-272, -144, 160, 272, 144, 176, "ceiling") +
            Box(-272, -144, 32, -256, 144, 160, "wall") + Box(256, -144, 32, 272, 144, 160, "wall") +
            Box(-256, -144, 32, 256, -128, 160, "wall") + Box(-256, 128, 32, 256, 144, 160, "wall") +
@@ -470,14 +470,33 @@ void ShootPointStepByStep(CBuildNode* pRoot, const CPointLight& point)
     }
 }
 
-class LitMapTest : public ScratchDirTest {};
+// Faces on slanted planes, whose samples and crossings the boxes of the
+// sight tests hold far to both sides of the plane: a ramp under the light
+// panel, rising to the east, and a pillar of three sides in the east room.
+std::string SlantedBrushes()
+{
+    const std::string axes = " [ 1 0 0 0 ] [ 0 -1 0 0 ] 0 1 1\n";
+    auto face = [&](const std::string& points) { return points + " wall" + axes; };
+    return "{\n" + face("( -160 -64 32 ) ( -160 0 32 ) ( -96 -64 96 )") +
+           face("( -96 -64 32 ) ( -96 -64 96 ) ( -96 0 32 )") +
+           face("( -160 -64 32 ) ( -160 -64 96 ) ( -96 -64 32 )") +
+           face("( -160 0 32 ) ( -96 0 32 ) ( -160 0 96 )") +
+           face("( -160 -64 32 ) ( -96 -64 32 ) ( -160 0 32 )") + "}\n{\n" +
+           face("( 128 -32 32 ) ( 128 -32 96 ) ( 64 32 32 )") +
+           face("( 64 -32 32 ) ( 64 32 32 ) ( 64 -32 96 )") +
+           face("( 64 -32 32 ) ( 64 -32 96 ) ( 128 -32 32 )") +
+           face("( 64 -32 32 ) ( 128 -32 32 ) ( 64 32 32 )") +
+           face("( 64 -32 160 ) ( 64 32 160 ) ( 128 -32 160 )") + "}\n";
+}
 
-TEST_F(LitMapTest, FastPassesOnAnyThreadsMatchThePassesStepByStep)
+class LitMapTest : public ScratchDirTest, public ::testing::WithParamInterface<bool> {};
+
+TEST_P(LitMapTest, FastPassesOnAnyThreadsMatchThePassesStepByStep)
 {
     // Negative light from the shade makes the order of the additions matter:
     // saturation at 255 does not commute with subtraction. Every leaf stands
     // twice in every visible list.
-    LitMap map(Write("rooms.map", TwoRoomMap()));
+    LitMap map(Write("rooms.map", TwoRoomMap("", GetParam() ? SlantedBrushes() : "")));
     ASSERT_TRUE(map.bReady);
     map.RepeatVisibleLists();
     const std::string lights = Write("mixed.txt", "panel 300 200 100 1000\nshade -90 -60 -30 400\n");
@@ -501,6 +520,9 @@ TEST_F(LitMapTest, FastPassesOnAnyThreadsMatchThePassesStepByStep)
         EXPECT_TRUE(map.Values() == expected) << threads << " threads";
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Rooms, LitMapTest, ::testing::Bool(),
+                         [](const auto& info) { return info.param ? "Slanted" : "Square"; });
 
 // A tree made by hand for exact values: the root holds faces, so every line
 // of sight ends at once (the root counts as a reached leaf); below it a
