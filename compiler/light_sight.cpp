@@ -76,18 +76,25 @@ struct CSides {
     CRange Range;
 };
 
+// The sides of points whose distances, rounded to float, lie from low to
+// high.
+void Classify(CSides* pSides, double low, double high)
+{
+    const float lowest = static_cast<float>(low);
+    const float highest = static_cast<float>(high);
+    pSides->bBack = lowest <= -PLANE_EPSILON;
+    pSides->bFront = highest >= PLANE_EPSILON;
+    pSides->bOn = lowest < PLANE_EPSILON && highest > -PLANE_EPSILON;
+}
+
 CSides SidesOf(const CPlane& plane, const CSightBox& box)
 {
     const CRange range = RangeOf(plane, box);
-    const float low = static_cast<float>(range.Low - range.Error);
-    const float high = static_cast<float>(range.High + range.Error);
     CSides sides;
     sides.Low = range.Low;
     sides.High = range.High;
     sides.Range = range;
-    sides.bBack = low <= -PLANE_EPSILON;
-    sides.bFront = high >= PLANE_EPSILON;
-    sides.bOn = low < PLANE_EPSILON && high > -PLANE_EPSILON;
+    Classify(&sides, range.Low - range.Error, range.High + range.Error);
     return sides;
 }
 
@@ -101,11 +108,8 @@ CSides SidesAt(const CPlane& plane, int32_t planeId, const CSightBox& box)
     if (box.PlaneId < 0 || box.PlaneId != planeId)
         return sides;
     const double reach = box.Round + sides.Range.Error;
-    const float low = static_cast<float>(std::max(sides.Range.Low - sides.Range.Error, -reach));
-    const float high = static_cast<float>(std::min(sides.Range.High + sides.Range.Error, reach));
-    sides.bBack = low <= -PLANE_EPSILON;
-    sides.bFront = high >= PLANE_EPSILON;
-    sides.bOn = low < PLANE_EPSILON && high > -PLANE_EPSILON;
+    Classify(&sides, std::max(sides.Range.Low - sides.Range.Error, -reach),
+             std::min(sides.Range.High + sides.Range.Error, reach));
     return sides;
 }
 
@@ -665,15 +669,19 @@ bool CSightTree::BoxesBlocked(int32_t node, const CSightBox& a, const CSightBox&
     return BoxesBlockedFrom(node, a, b, &work);
 }
 
-// Every segment dies when all of them go one way into solid; a segment cut
-// by a plane dies when either half does, so when all of them are cut, it is
-// enough that all back halves die or all front halves do.
+// Every segment dies when all of them go one way into solid. Where they
+// part, those that go whole behind must die behind, those that go whole in
+// front must die in front (a segment along the plane, which passes when
+// either side passes it, is among both), and a cut one dies when either of
+// its halves does.
 bool CSightTree::BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_t* pWork) const
 {
     for (;;) {
         if (node < 0)
             return node == SOLID;
-        if (++*pWork > BOX_WORK_LIMIT || a.IsEmpty() || b.IsEmpty())
+        if (a.IsEmpty() || b.IsEmpty())
+            return true; // no segment goes there
+        if (++*pWork > BOX_WORK_LIMIT)
             return false;
         const CNode& inner = Nodes[static_cast<size_t>(node)];
         const CPlane& plane = Planes[static_cast<size_t>(node)];
@@ -685,24 +693,35 @@ bool CSightTree::BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_
             node = way == EWay::Back ? inner.Back : inner.Front;
             continue;
         }
-        const bool bAOnlyBehind = p.bBack && !p.bOn && !p.bFront;
-        const bool bBOnlyBehind = q.bBack && !q.bOn && !q.bFront;
-        const bool bAOnlyAhead = p.bFront && !p.bOn && !p.bBack;
-        const bool bBOnlyAhead = q.bFront && !q.bOn && !q.bBack;
-        if (!(bAOnlyBehind && bBOnlyAhead) && !(bAOnlyAhead && bBOnlyBehind))
-            return false; // some segments may go whole, or lie along the plane
-        const CSightBox& back = bAOnlyBehind ? a : b;
-        const CSightBox& front = bAOnlyBehind ? b : a;
-        double rounding = 0.0;
-        CSightBox x = CrossingBox(back, bAOnlyBehind ? p : q, front, bAOnlyBehind ? q : p, &rounding);
-        x = ClipBox(x, plane, RangeOf(plane, x), rounding, true);
-        x = ClipBox(x, plane, RangeOf(plane, x), -rounding, false);
-        x.PlaneId = id;
-        x.Round = rounding;
-        if (BoxesBlockedFrom(inner.Back, back, x, pWork))
-            return true;
-        a = x;
-        b = front;
-        node = inner.Front;
+        const bool bBothOn = p.bOn && q.bOn;
+        if (((p.bBack && (q.bOn || q.bBack)) || (p.bOn && q.bBack) || bBothOn) &&
+            !BoxesBlockedFrom(inner.Back, ClipBox(a, plane, p.Range, NOT_AHEAD_LEVEL, true),
+                              ClipBox(b, plane, q.Range, NOT_AHEAD_LEVEL, true), pWork))
+            return false;
+        if (((p.bFront && (q.bOn || q.bFront)) || (p.bOn && q.bFront) || bBothOn) &&
+            !BoxesBlockedFrom(inner.Front, ClipBox(a, plane, p.Range, NOT_BEHIND_LEVEL, false),
+                              ClipBox(b, plane, q.Range, NOT_BEHIND_LEVEL, false), pWork))
+            return false;
+        for (const bool bABehind : {true, false}) {
+            const CSides& behind = bABehind ? p : q;
+            const CSides& ahead = bABehind ? q : p;
+            if (!behind.bBack || !ahead.bFront)
+                continue;
+            const CSightBox back = ClipBox(bABehind ? a : b, plane, behind.Range, BEHIND_LEVEL, true);
+            const CSightBox front = ClipBox(bABehind ? b : a, plane, ahead.Range, AHEAD_LEVEL, false);
+            if (back.IsEmpty() || front.IsEmpty())
+                continue;
+            double rounding = 0.0;
+            CSightBox x = CrossingBox(back, SidesOf(plane, back), front, SidesOf(plane, front),
+                                      &rounding);
+            x = ClipBox(x, plane, RangeOf(plane, x), rounding, true);
+            x = ClipBox(x, plane, RangeOf(plane, x), -rounding, false);
+            x.PlaneId = id;
+            x.Round = rounding;
+            if (!BoxesBlockedFrom(inner.Back, back, x, pWork) &&
+                !BoxesBlockedFrom(inner.Front, x, front, pWork))
+                return false;
+        }
+        return true;
     }
 }
