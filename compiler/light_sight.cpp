@@ -12,7 +12,7 @@ namespace {
 constexpr double BAND = static_cast<double>(PLANE_EPSILON);
 // Bounds of one BoxesSee call: pending pairs and pairs looked at.
 constexpr int32_t BOX_STACK_SIZE = 48;
-constexpr int32_t BOX_WORK_LIMIT = 256;
+constexpr int32_t BOX_WORK_LIMIT = 512;
 // Segments along a plane may be tried on both sides, this many times nested.
 constexpr int32_t BOX_ALTERNATIVES = 4;
 // LineOfSight's own stack; deeper trees fall back to a heap stack.
@@ -145,7 +145,6 @@ double LargestCoordinate(const CSightBox& box)
     return largest;
 }
 
-
 // A box round the crossing points of the segments from a box behind the
 // plane to a box in front of it. A crossing lies at the fraction t = u / (u
 // + v) of its segment, u and v the distances of its ends from the plane;
@@ -228,6 +227,22 @@ CSightBox ClipBox(const CSightBox& box, const CPlane& plane, const CRange& range
             clipped.Low[k] = FloatAtOrAbove(std::max(clipped.Low[k], bound - slack));
     }
     return clipped;
+}
+
+// The crossings of the segments from the box `back`, behind the plane, to
+// `front`: the box of CrossingBox kept to the band of its rounding round the
+// plane, where they lie, and carrying the plane (number planeId) and that
+// band.
+CSightBox Crossings(const CPlane& plane, int32_t planeId, const CSightBox& back,
+                    const CSightBox& front)
+{
+    double rounding = 0.0;
+    CSightBox x = CrossingBox(back, SidesOf(plane, back), front, SidesOf(plane, front), &rounding);
+    x = ClipBox(x, plane, RangeOf(plane, x), rounding, true);
+    x = ClipBox(x, plane, RangeOf(plane, x), -rounding, false);
+    x.PlaneId = planeId;
+    x.Round = rounding;
+    return x;
 }
 
 // The segment walk of LineOfSight over a tree seen through a view: the
@@ -646,14 +661,7 @@ bool CSightTree::BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox&
                                            BEHIND_LEVEL, true);
             const CSightBox front = ClipBox(bABehind ? pending.B : pending.A, plane, ahead.Range,
                                             AHEAD_LEVEL, false);
-            double rounding = 0.0;
-            const CSides backSides = SidesOf(plane, back);
-            const CSides frontSides = SidesOf(plane, front);
-            CSightBox x = CrossingBox(back, backSides, front, frontSides, &rounding);
-            x = ClipBox(x, plane, RangeOf(plane, x), rounding, true);
-            x = ClipBox(x, plane, RangeOf(plane, x), -rounding, false);
-            x.PlaneId = id;
-            x.Round = rounding;
+            const CSightBox x = Crossings(plane, id, back, front);
             if (!push(inner.Back, back, x) || !push(inner.Front, x, front))
                 return false;
         }
@@ -711,13 +719,7 @@ bool CSightTree::BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_
             const CSightBox front = ClipBox(bABehind ? b : a, plane, ahead.Range, AHEAD_LEVEL, false);
             if (back.IsEmpty() || front.IsEmpty())
                 continue;
-            double rounding = 0.0;
-            CSightBox x = CrossingBox(back, SidesOf(plane, back), front, SidesOf(plane, front),
-                                      &rounding);
-            x = ClipBox(x, plane, RangeOf(plane, x), rounding, true);
-            x = ClipBox(x, plane, RangeOf(plane, x), -rounding, false);
-            x.PlaneId = id;
-            x.Round = rounding;
+            const CSightBox x = Crossings(plane, id, back, front);
             if (!BoxesBlockedFrom(inner.Back, back, x, pWork) &&
                 !BoxesBlockedFrom(inner.Front, x, front, pWork))
                 return false;
