@@ -245,6 +245,30 @@ CSightBox Crossings(const CPlane& plane, int32_t planeId, const CSightBox& back,
     return x;
 }
 
+// The segments between boxes a and b (of sides p and q) that the plane cuts,
+// for each way round that there may be some: visit gets the boxes of their
+// ends behind, of their crossings and of their ends in front, and the
+// halves behind run from the first to the second, those in front from the
+// second to the third. False as soon as visit gives false.
+template <typename TVisit>
+bool ForEachCut(const CPlane& plane, int32_t planeId, const CSides& p, const CSides& q,
+                const CSightBox& a, const CSightBox& b, TVisit visit)
+{
+    for (const bool bABehind : {true, false}) {
+        const CSides& behind = bABehind ? p : q;
+        const CSides& ahead = bABehind ? q : p;
+        if (!behind.bBack || !ahead.bFront)
+            continue;
+        const CSightBox back = ClipBox(bABehind ? a : b, plane, behind.Range, BEHIND_LEVEL, true);
+        const CSightBox front = ClipBox(bABehind ? b : a, plane, ahead.Range, AHEAD_LEVEL, false);
+        if (back.IsEmpty() || front.IsEmpty())
+            continue; // no segment is cut this way round
+        if (!visit(back, Crossings(plane, planeId, back, front), front))
+            return false;
+    }
+    return true;
+}
+
 // The segment walk of LineOfSight over a tree seen through a view: the
 // compiler's tree itself, or the compact copy of CSightTree. A view gives
 // each place's kind, and an inner node's plane and children.
@@ -652,19 +676,11 @@ bool CSightTree::BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox&
         }
         // Cut segments: the half behind runs from the end behind to the
         // crossing, the half in front from the crossing to the end in front.
-        for (const bool bABehind : {true, false}) {
-            const CSides& behind = bABehind ? p : q;
-            const CSides& ahead = bABehind ? q : p;
-            if (!behind.bBack || !ahead.bFront)
-                continue;
-            const CSightBox back = ClipBox(bABehind ? pending.A : pending.B, plane, behind.Range,
-                                           BEHIND_LEVEL, true);
-            const CSightBox front = ClipBox(bABehind ? pending.B : pending.A, plane, ahead.Range,
-                                            AHEAD_LEVEL, false);
-            const CSightBox x = Crossings(plane, id, back, front);
-            if (!push(inner.Back, back, x) || !push(inner.Front, x, front))
-                return false;
-        }
+        auto pushHalves = [&](const CSightBox& back, const CSightBox& x, const CSightBox& front) {
+            return push(inner.Back, back, x) && push(inner.Front, x, front);
+        };
+        if (!ForEachCut(plane, id, p, q, pending.A, pending.B, pushHalves))
+            return false;
     }
     return true;
 }
@@ -701,29 +717,20 @@ bool CSightTree::BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_
             node = way == EWay::Back ? inner.Back : inner.Front;
             continue;
         }
-        const bool bBothOn = p.bOn && q.bOn;
-        if (((p.bBack && (q.bOn || q.bBack)) || (p.bOn && q.bBack) || bBothOn) &&
+        // Ends that are not in front: segments that go whole behind, or
+        // along the plane; and likewise in front.
+        if ((p.bBack || p.bOn) && (q.bBack || q.bOn) &&
             !BoxesBlockedFrom(inner.Back, ClipBox(a, plane, p.Range, NOT_AHEAD_LEVEL, true),
                               ClipBox(b, plane, q.Range, NOT_AHEAD_LEVEL, true), pWork))
             return false;
-        if (((p.bFront && (q.bOn || q.bFront)) || (p.bOn && q.bFront) || bBothOn) &&
+        if ((p.bFront || p.bOn) && (q.bFront || q.bOn) &&
             !BoxesBlockedFrom(inner.Front, ClipBox(a, plane, p.Range, NOT_BEHIND_LEVEL, false),
                               ClipBox(b, plane, q.Range, NOT_BEHIND_LEVEL, false), pWork))
             return false;
-        for (const bool bABehind : {true, false}) {
-            const CSides& behind = bABehind ? p : q;
-            const CSides& ahead = bABehind ? q : p;
-            if (!behind.bBack || !ahead.bFront)
-                continue;
-            const CSightBox back = ClipBox(bABehind ? a : b, plane, behind.Range, BEHIND_LEVEL, true);
-            const CSightBox front = ClipBox(bABehind ? b : a, plane, ahead.Range, AHEAD_LEVEL, false);
-            if (back.IsEmpty() || front.IsEmpty())
-                continue;
-            const CSightBox x = Crossings(plane, id, back, front);
-            if (!BoxesBlockedFrom(inner.Back, back, x, pWork) &&
-                !BoxesBlockedFrom(inner.Front, x, front, pWork))
-                return false;
-        }
-        return true;
+        auto eitherHalfDies = [&](const CSightBox& back, const CSightBox& x, const CSightBox& front) {
+            return BoxesBlockedFrom(inner.Back, back, x, pWork) ||
+                   BoxesBlockedFrom(inner.Front, x, front, pWork);
+        };
+        return ForEachCut(plane, id, p, q, a, b, eitherHalfDies);
     }
 }
