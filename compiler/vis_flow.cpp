@@ -19,18 +19,58 @@ bool MayFollow(const COpening& before, const COpening& next)
            MinDistance(before.Winding, next.Plane) < FLOW_EPSILON;
 }
 
+// MayFollow of each opening and each opening out of the cluster it leads
+// to, worked out once: every flood that enters an opening asks the same.
+class CFollowTable {
+public:
+    CFollowTable(const CFlowGraph& graph, int32_t threads) : First(graph.Openings.size() + 1, 0)
+    {
+        for (size_t p = 0; p < graph.Openings.size(); ++p)
+            First[p + 1] = First[p] + graph.Leaving[static_cast<size_t>(graph.Openings[p].To)].size();
+        bMay.resize(First.back());
+        ParallelFor(
+            static_cast<int64_t>(graph.Openings.size()), threads, [] { return 0; },
+            [&](int&, int64_t p) {
+                const COpening& before = graph.Openings[static_cast<size_t>(p)];
+                const std::vector<int32_t>& leaving = graph.Leaving[static_cast<size_t>(before.To)];
+                for (size_t j = 0; j < leaving.size(); ++j)
+                    bMay[First[static_cast<size_t>(p)] + j] =
+                        MayFollow(before, graph.Openings[static_cast<size_t>(leaving[j])]);
+            });
+    }
+    // Whether the j-th opening out of the cluster that opening p leads to
+    // may follow p.
+    bool May(int32_t p, size_t j) const { return bMay[First[static_cast<size_t>(p)] + j] != 0; }
+
+private:
+    std::vector<size_t> First; // per opening, where its entries begin
+    std::vector<uint8_t> bMay;
+};
+
+// The scratch space of one thread's floods. Found is per opening: 0 not
+// met yet, ENTERED, or FAILS_SOURCE (it may not follow the source, whatever
+// comes before it). Between floods it is all 0.
+struct CFloodScratch {
+    static constexpr uint8_t ENTERED = 1;
+    static constexpr uint8_t FAILS_SOURCE = 2;
+    std::vector<uint8_t> Found;
+    std::vector<int32_t> Queue;
+    std::vector<int32_t> Failed;
+};
+
 // Floods from 'source' through the openings that may follow both it and the
 // one before, adding the clusters they lead to to *pSet. A
 // flood that enters more than MIGHT_BUDGET openings puts every cluster in the
-// set and returns true. *pFound is per opening, all clear, and is left so.
-bool FloodMightSee(const CFlowGraph& graph, int32_t source, uint64_t* pSet,
-                   std::vector<uint8_t>* pFound, std::vector<int32_t>* pQueue)
+// set and returns true.
+bool FloodMightSee(const CFlowGraph& graph, const CFollowTable& follows, int32_t source,
+                   uint64_t* pSet, CFloodScratch* pScratch)
 {
-    std::vector<uint8_t>& found = *pFound;
-    std::vector<int32_t>& queue = *pQueue;
+    std::vector<uint8_t>& found = pScratch->Found;
+    std::vector<int32_t>& queue = pScratch->Queue;
     const COpening& first = graph.Openings[static_cast<size_t>(source)];
     queue.assign(1, source);
-    found[static_cast<size_t>(source)] = 1;
+    pScratch->Failed.clear();
+    found[static_cast<size_t>(source)] = CFloodScratch::ENTERED;
     AddCluster(pSet, first.To);
     bool bGaveUp = false;
     for (size_t next = 0; next < queue.size(); ++next) {
@@ -42,18 +82,27 @@ bool FloodMightSee(const CFlowGraph& graph, int32_t source, uint64_t* pSet,
         }
         const int32_t p = queue[next];
         const COpening& before = graph.Openings[static_cast<size_t>(p)];
-        for (const int32_t r : graph.Leaving[static_cast<size_t>(before.To)]) {
+        const std::vector<int32_t>& leaving = graph.Leaving[static_cast<size_t>(before.To)];
+        for (size_t j = 0; j < leaving.size(); ++j) {
+            const int32_t r = leaving[j];
             const COpening& opening = graph.Openings[static_cast<size_t>(r)];
             if (found[static_cast<size_t>(r)] || r == Twin(p) || r == Twin(source) ||
-                !MayFollow(first, opening) || !MayFollow(before, opening))
+                !follows.May(p, j))
                 continue;
-            found[static_cast<size_t>(r)] = 1;
+            if (!MayFollow(first, opening)) {
+                found[static_cast<size_t>(r)] = CFloodScratch::FAILS_SOURCE;
+                pScratch->Failed.push_back(r);
+                continue;
+            }
+            found[static_cast<size_t>(r)] = CFloodScratch::ENTERED;
             AddCluster(pSet, opening.To);
             queue.push_back(r);
         }
     }
-    for (const int32_t r : queue)
-        found[static_cast<size_t>(r)] = 0;
+    for (const std::vector<int32_t>* pList : {&queue, &pScratch->Failed}) {
+        for (const int32_t r : *pList)
+            found[static_cast<size_t>(r)] = 0;
+    }
     return bGaveUp;
 }
 
@@ -63,17 +112,13 @@ CClusterSets MightSee(const CFlowGraph& graph, int32_t threads, std::vector<uint
 {
     pGaveUp->assign(graph.Openings.size(), 0);
     CClusterSets sets(graph.Openings.size(), graph.ClusterCount);
-    struct CScratch {
-        std::vector<uint8_t> Found;
-        std::vector<int32_t> Queue;
-    };
+    const CFollowTable follows(graph, threads);
     ParallelFor(
         static_cast<int64_t>(graph.Openings.size()), threads,
-        [&] { return CScratch{std::vector<uint8_t>(graph.Openings.size(), 0), {}}; },
-        [&](CScratch& scratch, int64_t q) {
-            (*pGaveUp)[static_cast<size_t>(q)] =
-                FloodMightSee(graph, static_cast<int32_t>(q), sets.Set(static_cast<size_t>(q)),
-                              &scratch.Found, &scratch.Queue);
+        [&] { return CFloodScratch{std::vector<uint8_t>(graph.Openings.size(), 0), {}, {}}; },
+        [&](CFloodScratch& scratch, int64_t q) {
+            (*pGaveUp)[static_cast<size_t>(q)] = FloodMightSee(
+                graph, follows, static_cast<int32_t>(q), sets.Set(static_cast<size_t>(q)), &scratch);
         });
     return sets;
 }
