@@ -6,6 +6,7 @@
 #include "compiler/vis_flow.h"
 
 #include <algorithm>
+#include <unordered_map>
 
 CLeafVisibility::CLeafVisibility(std::vector<CBuildNode*> leaves, std::vector<int32_t> clusterOf)
     : LeafList(std::move(leaves)), ClusterOf(std::move(clusterOf)),
@@ -38,6 +39,58 @@ void CLeafVisibility::SetClusters(int32_t from, int32_t to)
         pRow[leaf >> 6] |= uint64_t(1) << (leaf & 63);
 }
 
+namespace {
+
+// The clusters that cluster c sees: itself and those that the sets of its
+// openings hold.
+void ClustersSeenFrom(const CFlowGraph& graph, const CClusterSets& seen, int32_t c,
+                      std::vector<uint64_t>* pSet)
+{
+    pSet->assign(seen.Words(), 0);
+    AddCluster(pSet->data(), c);
+    for (const int32_t q : graph.Leaving[static_cast<size_t>(c)]) {
+        const uint64_t* pSeen = seen.Set(static_cast<size_t>(q));
+        for (size_t w = 0; w < pSet->size(); ++w)
+            (*pSet)[w] |= pSeen[w];
+    }
+}
+
+uint64_t HashOf(const std::vector<uint64_t>& set)
+{
+    uint64_t hash = 0;
+    for (const uint64_t word : set)
+        hash = (hash ^ word) * 0x100000001b3ull;
+    return hash;
+}
+
+} // namespace
+
+void CLeafVisibility::SetRows(const CFlowGraph& graph, const CClusterSets& seen)
+{
+    // Clusters that see the same clusters share a row: it is made once and
+    // copied (on a map where every cluster sees all, that is every row).
+    std::unordered_map<uint64_t, std::vector<int32_t>> made; // by a hash of the set
+    std::vector<uint64_t> set;
+    std::vector<uint64_t> other;
+    for (int32_t c = 0; c < ClusterCount(); ++c) {
+        ClustersSeenFrom(graph, seen, c, &set);
+        std::vector<int32_t>& same = made[HashOf(set)];
+        const auto equal = std::find_if(same.begin(), same.end(), [&](int32_t d) {
+            ClustersSeenFrom(graph, seen, d, &other);
+            return other == set;
+        });
+        uint64_t* pRow = &ClusterRows[static_cast<size_t>(c) * Words];
+        if (equal != same.end()) {
+            const uint64_t* pMade = &ClusterRows[static_cast<size_t>(*equal) * Words];
+            std::copy(pMade, pMade + Words, pRow);
+            continue;
+        }
+        ForEachSetBit(set.data(), set.size(),
+                      [&](size_t to) { SetClusters(c, static_cast<int32_t>(to)); });
+        same.push_back(c);
+    }
+}
+
 int32_t CLeafVisibility::IndexOf(const CBuildNode* pLeaf) const
 {
     auto it = std::lower_bound(Sorted.begin(), Sorted.end(),
@@ -61,18 +114,11 @@ CLeafVisibility FlowVisibility(CBuildNode* pRoot, const CPortal* pPortals, int32
                                const CPortalRun& run)
 {
     std::vector<CBuildNode*> leaves = ReachedLeaves(pRoot);
-    const CFlowGraph graph = MakeFlowGraph(pRoot, leaves, pPortals, portalCount);
+    const CFlowGraph graph = MakeFlowGraph(pRoot, leaves, pPortals, portalCount, run.Threads);
     CLeafVisibility vis(std::move(leaves), graph.ClusterOf);
     CProgress progress(run.pProgress, "visibility", "openings",
                        static_cast<int64_t>(graph.Openings.size()));
     const CClusterSets seen = FlowOpenings(graph, run.Threads, &progress);
-    // A cluster sees itself and what lines through its openings reach.
-    for (int32_t c = 0; c < graph.ClusterCount; ++c)
-        vis.SetClusters(c, c);
-    for (size_t q = 0; q < graph.Openings.size(); ++q) {
-        const int32_t from = graph.Openings[q].From;
-        ForEachSetBit(seen.Set(q), seen.Words(),
-                      [&](size_t to) { vis.SetClusters(from, static_cast<int32_t>(to)); });
-    }
+    vis.SetRows(graph, seen);
     return vis;
 }

@@ -14,6 +14,9 @@
 #include <cstdint>
 #include <vector>
 
+class CClusterSets;
+struct CFlowGraph;
+
 class CLeafVisibility {
 public:
     // Every leaf sees every leaf.
@@ -42,6 +45,9 @@ private:
     CLeafVisibility(std::vector<CBuildNode*> leaves, std::vector<int32_t> clusterOf);
     // Puts every leaf of cluster 'to' into the rows of cluster 'from'.
     void SetClusters(int32_t from, int32_t to);
+    // The rows of every cluster: itself and the clusters in the sets of
+    // its openings.
+    void SetRows(const CFlowGraph& graph, const CClusterSets& seen);
 
     std::vector<CBuildNode*> LeafList;
     std::vector<std::pair<const CBuildNode*, int32_t>> Sorted; // for IndexOf

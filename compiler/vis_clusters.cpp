@@ -1,5 +1,6 @@
 #include "compiler/vis_clusters.h"
 
+#include "compiler/parallel_for.h"
 #include "compiler/tree_walk.h"
 #include "compiler/vis_walls.h"
 
@@ -84,82 +85,89 @@ CFlowPlane PolygonPlane(const CWinding& w)
     return {normal, -Dot(normal, w[0])};
 }
 
-// The joins of the reached leaves. A line of sight goes from one reached
-// leaf to the next wherever they meet, through a portal or through a face
-// with a reached leaf behind it, and it may cut past an edge within the
-// band of a plane. So every face and portal of a leaf joins it to each
-// reached leaf that the polygon comes within JOIN_REACH of, on its far side.
-std::vector<CLeafJoin> JoinLeaves(const CBuildNode* pRoot, const CLeafSet& set,
-                                  const CPortal* pPortals, int32_t count)
+// The part of a polygon of leaf A near leaf B, on its plane turned away
+// from A (toward B when A lies flat on it).
+struct CJoinPart {
+    int32_t A, B;
+    CFlowPlane Toward;
+    CWinding Points;
+};
+
+// A polygon of leaf A that may join it: to leaf Other, or with -1 to each
+// leaf near it.
+struct CJoinSource {
+    int32_t A;
+    const CLeafFace* pPolygon;
+    int32_t Other;
+};
+
+struct CJoinScratch {
+    std::vector<CVector> Vertices;
+    CWinding Winding;
+    CWinding Part;
+    CWinding Clip;
+};
+
+// The parts that one polygon makes, in the order of the leaves near it.
+void PartsOf(const CBuildNode* pRoot, const CLeafSet& set, const CJoinSource& source,
+             CJoinScratch* pScratch, std::vector<CJoinPart>* pParts)
 {
-    std::vector<CLeafJoin> joins;
-    std::unordered_map<uint64_t, std::vector<size_t>> joinsOf; // by leaf pair
-    std::vector<CVector> vertices;
-    CWinding winding;
-    CWinding part;
-    CWinding scratch;
-    // Joins A to leaf 'other', or with -1 to each leaf near the polygon.
-    auto addPolygon = [&](int32_t a, const CLeafFace& polygon, int32_t other) {
-        if (!polygon.pVertices || polygon.VertexCount < 3)
+    const CLeafFace& polygon = *source.pPolygon;
+    const int32_t a = source.A;
+    if (!polygon.pVertices || polygon.VertexCount < 3)
+        return;
+    std::vector<CVector>& vertices = pScratch->Vertices;
+    CWinding& winding = pScratch->Winding;
+    vertices.clear();
+    winding.clear();
+    for (int32_t v = 0; v < polygon.VertexCount; ++v) {
+        vertices.push_back(polygon.pVertices[v].Position);
+        winding.push_back(ToPoint(vertices.back()));
+    }
+    CFlowPlane plane = PolygonPlane(winding);
+    if (Dot(plane.Normal, plane.Normal) == 0)
+        return;
+    // Turned away from A, which lies on one side of its own boundary; a
+    // leaf flat on the plane leaves that to B.
+    const int sideA = LeafSide(set.Corners[static_cast<size_t>(a)], plane);
+    if (sideA > 0)
+        plane = plane.Flipped();
+    auto join = [&](int32_t b) {
+        // B must reach the plane from its far side, and the join is the
+        // part of the polygon near B.
+        const std::vector<CPoint>& corners = set.Corners[static_cast<size_t>(b)];
+        CFlowPlane toward = plane;
+        if (sideA == 0 && LeafSide(corners, toward) < 0)
+            toward = toward.Flipped();
+        if (b == a || LeafSide(corners, toward) < 0 || MinDistance(corners, toward) > JOIN_REACH)
             return;
-        vertices.clear();
-        winding.clear();
-        for (int32_t v = 0; v < polygon.VertexCount; ++v) {
-            vertices.push_back(polygon.pVertices[v].Position);
-            winding.push_back(ToPoint(vertices.back()));
-        }
-        CFlowPlane plane = PolygonPlane(winding);
-        if (Dot(plane.Normal, plane.Normal) == 0)
-            return;
-        // Turned away from A, which lies on one side of its own boundary; a
-        // leaf flat on the plane leaves that to B.
-        const int sideA = LeafSide(set.Corners[static_cast<size_t>(a)], plane);
-        if (sideA > 0)
-            plane = plane.Flipped();
-        auto join = [&](int32_t b) {
-            // B must reach the plane from its far side, and the join is the
-            // part of the polygon near B.
-            const std::vector<CPoint>& corners = set.Corners[static_cast<size_t>(b)];
-            CFlowPlane toward = plane;
-            if (sideA == 0 && LeafSide(corners, toward) < 0)
-                toward = toward.Flipped();
-            if (b == a || LeafSide(corners, toward) < 0 ||
-                MinDistance(corners, toward) > JOIN_REACH)
-                return;
-            part = winding;
-            ClipToBox(&part, set.Boxes[static_cast<size_t>(b)], JOIN_REACH, &scratch);
-            if (part.size() < 3)
-                return;
-            const CFlowPlane keyed = a < b ? toward : toward.Flipped();
-            std::vector<size_t>& list = joinsOf[(uint64_t(uint32_t(std::min(a, b))) << 32) |
-                                                uint32_t(std::max(a, b))];
-            auto same = std::find_if(list.begin(), list.end(), [&](size_t j) {
-                return Dot(joins[j].Plane.Normal, keyed.Normal) > 0.999 &&
-                       std::fabs(joins[j].Plane.Distance - keyed.Distance) < 0.5;
-            });
-            if (same == list.end()) {
-                list.push_back(joins.size());
-                joins.push_back({std::min(a, b), std::max(a, b), keyed, {}});
-                same = list.end() - 1;
-            }
-            joins[*same].Points.insert(joins[*same].Points.end(), part.begin(), part.end());
-            joins[*same].Area += Area(part);
-        };
-        if (other >= 0) {
-            join(other);
-            return;
-        }
-        VisitLeavesNear(pRoot, vertices.data(), polygon.VertexCount, JOIN_REACH,
-                        [&](const CBuildNode* pLeaf) {
-            auto found = set.IndexOf.find(pLeaf);
-            if (found != set.IndexOf.end())
-                join(found->second);
-        });
+        CWinding& part = pScratch->Part;
+        part = winding;
+        ClipToBox(&part, set.Boxes[static_cast<size_t>(b)], JOIN_REACH, &pScratch->Clip);
+        if (part.size() >= 3)
+            pParts->push_back({a, b, toward, part});
     };
+    if (source.Other >= 0) {
+        join(source.Other);
+        return;
+    }
+    VisitLeavesNear(pRoot, vertices.data(), polygon.VertexCount, JOIN_REACH,
+                    [&](const CBuildNode* pLeaf) {
+        auto found = set.IndexOf.find(pLeaf);
+        if (found != set.IndexOf.end())
+            join(found->second);
+    });
+}
+
+// The join sources: every face of every leaf, then every portal between
+// two reached leaves.
+std::vector<CJoinSource> JoinSources(const CLeafSet& set, const CPortal* pPortals, int32_t count)
+{
+    std::vector<CJoinSource> sources;
     for (size_t i = 0; i < set.pLeaves->size(); ++i) {
         const CBuildNode* pLeaf = (*set.pLeaves)[i];
         for (int32_t f = 0; f < pLeaf->FaceCount; ++f)
-            addPolygon(static_cast<int32_t>(i), pLeaf->pFaces[f], -1);
+            sources.push_back({static_cast<int32_t>(i), &pLeaf->pFaces[f], -1});
     }
     for (int32_t p = 0; pPortals && p < count; ++p) {
         const CPortal& portal = pPortals[p];
@@ -168,7 +176,59 @@ std::vector<CLeafJoin> JoinLeaves(const CBuildNode* pRoot, const CLeafSet& set,
         auto itA = set.IndexOf.find(portal.pNodes[0]);
         auto itB = set.IndexOf.find(portal.pNodes[1]);
         if (itA != set.IndexOf.end() && itB != set.IndexOf.end())
-            addPolygon(itA->second, portal.Winding, itB->second);
+            sources.push_back({itA->second, &portal.Winding, itB->second});
+    }
+    return sources;
+}
+
+// Join sources whose parts are made side by side before they are added.
+constexpr size_t JOIN_CHUNK = 4096;
+
+// The joins of the reached leaves. A line of sight goes from one reached
+// leaf to the next wherever they meet, through a portal or through a face
+// with a reached leaf behind it, and it may cut past an edge within the
+// band of a plane. So every face and portal of a leaf joins it to each
+// reached leaf that the polygon comes within JOIN_REACH of, on its far side.
+// The parts are made on any number of threads and added in one order.
+std::vector<CLeafJoin> JoinLeaves(const CBuildNode* pRoot, const CLeafSet& set,
+                                  const CPortal* pPortals, int32_t count, int32_t threads)
+{
+    std::vector<CLeafJoin> joins;
+    std::unordered_map<uint64_t, std::vector<size_t>> joinsOf; // by leaf pair
+    auto add = [&](const CJoinPart& part) {
+        const int32_t a = part.A;
+        const int32_t b = part.B;
+        const CFlowPlane keyed = a < b ? part.Toward : part.Toward.Flipped();
+        std::vector<size_t>& list =
+            joinsOf[(uint64_t(uint32_t(std::min(a, b))) << 32) | uint32_t(std::max(a, b))];
+        auto same = std::find_if(list.begin(), list.end(), [&](size_t j) {
+            return Dot(joins[j].Plane.Normal, keyed.Normal) > 0.999 &&
+                   std::fabs(joins[j].Plane.Distance - keyed.Distance) < 0.5;
+        });
+        if (same == list.end()) {
+            list.push_back(joins.size());
+            joins.push_back({std::min(a, b), std::max(a, b), keyed, {}});
+            same = list.end() - 1;
+        }
+        CLeafJoin& join = joins[*same];
+        join.Points.insert(join.Points.end(), part.Points.begin(), part.Points.end());
+        join.Area += Area(part.Points);
+    };
+    const std::vector<CJoinSource> sources = JoinSources(set, pPortals, count);
+    std::vector<std::vector<CJoinPart>> parts(JOIN_CHUNK);
+    for (size_t first = 0; first < sources.size(); first += JOIN_CHUNK) {
+        const size_t n = std::min(JOIN_CHUNK, sources.size() - first);
+        ParallelFor(
+            static_cast<int64_t>(n), threads, [] { return CJoinScratch(); },
+            [&](CJoinScratch& scratch, int64_t i) {
+                std::vector<CJoinPart>& list = parts[static_cast<size_t>(i)];
+                list.clear();
+                PartsOf(pRoot, set, sources[first + static_cast<size_t>(i)], &scratch, &list);
+            });
+        for (size_t i = 0; i < n; ++i) {
+            for (const CJoinPart& part : parts[i])
+                add(part);
+        }
     }
     return joins;
 }
@@ -185,7 +245,7 @@ bool InDoorway(const CBox& box)
 // cluster into its neighbour. Clusters are numbered in the order of their
 // first leaf.
 std::vector<int32_t> MakeClusters(const CLeafSet& set, const std::vector<CLeafJoin>& joins,
-                                  int32_t* pClusterCount)
+                                  int32_t threads, int32_t* pClusterCount)
 {
     const size_t count = set.Boxes.size();
     std::vector<int32_t> parent(count);
@@ -204,13 +264,16 @@ std::vector<int32_t> MakeClusters(const CLeafSet& set, const std::vector<CLeafJo
     };
     const CWallIndex walls(*set.pLeaves);
     std::vector<uint8_t> inWall(joins.size());
-    for (size_t i = 0; i < joins.size(); ++i) {
-        CPoint centre;
-        for (const CPoint& p : joins[i].Points)
-            centre = centre + p;
-        centre = centre * (1.0 / static_cast<double>(joins[i].Points.size()));
-        inWall[i] = walls.InWall(joins[i].Plane, centre);
-    }
+    ParallelFor(
+        static_cast<int64_t>(joins.size()), threads, [] { return 0; },
+        [&](int&, int64_t i) {
+            const CLeafJoin& join = joins[static_cast<size_t>(i)];
+            CPoint centre;
+            for (const CPoint& p : join.Points)
+                centre = centre + p;
+            centre = centre * (1.0 / static_cast<double>(join.Points.size()));
+            inWall[static_cast<size_t>(i)] = walls.InWall(join.Plane, centre);
+        });
     std::vector<size_t> order(joins.size());
     std::iota(order.begin(), order.end(), size_t(0));
     std::stable_sort(order.begin(), order.end(),
@@ -256,12 +319,12 @@ std::vector<int32_t> MakeClusters(const CLeafSet& set, const std::vector<CLeafJo
 } // namespace
 
 CFlowGraph MakeFlowGraph(const CBuildNode* pRoot, const std::vector<CBuildNode*>& leaves,
-                         const CPortal* pPortals, int32_t portalCount)
+                         const CPortal* pPortals, int32_t portalCount, int32_t threads)
 {
     const CLeafSet set = MakeLeafSet(leaves, pPortals, portalCount);
-    const std::vector<CLeafJoin> joins = JoinLeaves(pRoot, set, pPortals, portalCount);
+    const std::vector<CLeafJoin> joins = JoinLeaves(pRoot, set, pPortals, portalCount, threads);
     CFlowGraph graph;
-    graph.ClusterOf = MakeClusters(set, joins, &graph.ClusterCount);
+    graph.ClusterOf = MakeClusters(set, joins, threads, &graph.ClusterCount);
     graph.Leaving.resize(static_cast<size_t>(graph.ClusterCount));
 
     struct CGroup {

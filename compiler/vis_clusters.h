@@ -49,6 +49,7 @@ struct CFlowGraph {
 inline int32_t Twin(int32_t opening) { return opening ^ 1; }
 
 // The clusters and openings of the reached leaves of the tree under pRoot
-// (in the order given), joined where their faces and portals meet.
+// (in the order given), joined where their faces and portals meet. The
+// graph does not depend on the number of threads.
 CFlowGraph MakeFlowGraph(const CBuildNode* pRoot, const std::vector<CBuildNode*>& leaves,
-                         const CPortal* pPortals, int32_t portalCount);
+                         const CPortal* pPortals, int32_t portalCount, int32_t threads = 1);

@@ -16,7 +16,27 @@ CFlowPlane Standard(const CFlowPlane& plane)
     return largest < 0 ? plane.Flipped() : plane;
 }
 
-int64_t DistanceKey(double distance) { return std::llround(distance); }
+// Clamped so that any coordinate, however far, has a whole number.
+int64_t Whole(double value) { return std::llround(std::clamp(value, -1e15, 1e15)); }
+
+int64_t DistanceKey(double distance) { return Whole(distance); }
+
+// The cells that the index lists walls in; their side is twice the reach,
+// so that a wall is listed in few of them.
+constexpr double WALL_CELL = 2.0 * WALL_REACH;
+int64_t CellOf(double coordinate) { return Whole(std::floor(coordinate / WALL_CELL)); }
+// A wall wider than this many cells is not listed by cell.
+constexpr double WALL_CELLS_AT_MOST = 32.0;
+
+// The index key of a plane distance and a cell. Two places may share a key:
+// each wall found is still tested in full.
+uint64_t PlaceKey(int64_t distance, int64_t x, int64_t y, int64_t z)
+{
+    uint64_t key = 0;
+    for (const int64_t part : {distance, x, y, z})
+        key = (key ^ static_cast<uint64_t>(part)) * 0x9E3779B97F4A7C15ull;
+    return key;
+}
 
 CPoint Normalised(const CPoint& p) { return p * (1.0 / std::sqrt(Dot(p, p))); }
 
@@ -43,53 +63,83 @@ CWallIndex::CWallIndex(const std::vector<CBuildNode*>& leaves)
             wall.Plane.Normal = wall.Normal * (1.0 / length);
             wall.Plane.Distance = -Dot(wall.Plane.Normal, wall.Points[0]);
             wall.Plane = Standard(wall.Plane);
-            ByDistance[DistanceKey(wall.Plane.Distance)].push_back(
-                static_cast<int32_t>(Walls.size()));
+            AddToIndex(wall, static_cast<int32_t>(Walls.size()));
             Walls.push_back(std::move(wall));
         }
     }
 }
 
-bool CWallIndex::Meets(const CFlowPlane& plane, const CPoint& p, const CPoint& d,
-                       double reach) const
+void CWallIndex::AddToIndex(const CWall& wall, int32_t index)
 {
-    const CFlowPlane standard = Standard(plane);
-    const int64_t key = DistanceKey(standard.Distance);
-    for (int64_t k = key - 1; k <= key + 1; ++k) {
-        auto it = ByDistance.find(k);
-        if (it == ByDistance.end())
-            continue;
-        for (const int32_t w : it->second) {
-            const CWall& wall = Walls[static_cast<size_t>(w)];
-            if (Dot(wall.Plane.Normal, standard.Normal) < 0.999 ||
-                std::fabs(wall.Plane.Distance - standard.Distance) > 0.5 ||
-                p.x < wall.Box.Low.x - reach || p.x > wall.Box.High.x + reach ||
-                p.y < wall.Box.Low.y - reach || p.y > wall.Box.High.y + reach ||
-                p.z < wall.Box.Low.z - reach || p.z > wall.Box.High.z + reach)
-                continue;
-            // The stretch of the line, 0 to reach, inside every edge.
-            double low = 0;
-            double high = reach;
-            for (size_t i = 0; i < wall.Points.size() && low <= high; ++i) {
-                const CPoint& a = wall.Points[i];
-                const CPoint inward =
-                    Normalised(Cross(wall.Normal, wall.Points[(i + 1) % wall.Points.size()] - a));
-                const double start = Dot(inward, p - a) + 0.5;
-                const double rate = Dot(inward, d);
-                if (std::fabs(rate) < TINY) {
-                    if (start < 0)
-                        low = high + 1;
-                } else if (rate > 0) {
-                    low = std::max(low, -start / rate);
-                } else {
-                    high = std::min(high, -start / rate);
-                }
-            }
-            if (low <= high)
-                return true;
+    const int64_t distance = DistanceKey(wall.Plane.Distance);
+    const CBox& box = wall.Box;
+    const double low[3] = {box.Low.x, box.Low.y, box.Low.z};
+    const double high[3] = {box.High.x, box.High.y, box.High.z};
+    int64_t first[3];
+    int64_t last[3];
+    for (int k = 0; k < 3; ++k) {
+        if (!std::isfinite(low[k]) || !std::isfinite(high[k]) ||
+            high[k] - low[k] > WALL_CELLS_AT_MOST * WALL_CELL) {
+            Everywhere.push_back(index); // too large, or not a number: tried for every point
+            return;
+        }
+        first[k] = CellOf(low[k] - WALL_REACH);
+        last[k] = CellOf(high[k] + WALL_REACH);
+    }
+    for (int64_t x = first[0]; x <= last[0]; ++x) {
+        for (int64_t y = first[1]; y <= last[1]; ++y) {
+            for (int64_t z = first[2]; z <= last[2]; ++z)
+                ByPlace[PlaceKey(distance, x, y, z)].push_back(index);
         }
     }
-    return false;
+}
+
+bool CWallIndex::Meets(const CFlowPlane& plane, const CPoint& p, const CPoint& d) const
+{
+    const CFlowPlane standard = Standard(plane);
+    auto meetsAny = [&](const std::vector<int32_t>& walls) {
+        return std::any_of(walls.begin(), walls.end(), [&](int32_t w) {
+            return MeetsWall(Walls[static_cast<size_t>(w)], standard, p, d);
+        });
+    };
+    const int64_t key = DistanceKey(standard.Distance);
+    for (int64_t k = key - 1; k <= key + 1; ++k) {
+        auto it = ByPlace.find(PlaceKey(k, CellOf(p.x), CellOf(p.y), CellOf(p.z)));
+        if (it != ByPlace.end() && meetsAny(it->second))
+            return true;
+    }
+    return meetsAny(Everywhere);
+}
+
+bool CWallIndex::MeetsWall(const CWall& wall, const CFlowPlane& standard, const CPoint& p,
+                           const CPoint& d)
+{
+    const double reach = WALL_REACH;
+    if (Dot(wall.Plane.Normal, standard.Normal) < 0.999 ||
+        std::fabs(wall.Plane.Distance - standard.Distance) > 0.5 ||
+        p.x < wall.Box.Low.x - reach || p.x > wall.Box.High.x + reach ||
+        p.y < wall.Box.Low.y - reach || p.y > wall.Box.High.y + reach ||
+        p.z < wall.Box.Low.z - reach || p.z > wall.Box.High.z + reach)
+        return false;
+    // The stretch of the line, 0 to reach, inside every edge.
+    double low = 0;
+    double high = reach;
+    for (size_t i = 0; i < wall.Points.size() && low <= high; ++i) {
+        const CPoint& a = wall.Points[i];
+        const CPoint inward =
+            Normalised(Cross(wall.Normal, wall.Points[(i + 1) % wall.Points.size()] - a));
+        const double start = Dot(inward, p - a) + 0.5;
+        const double rate = Dot(inward, d);
+        if (std::fabs(rate) < TINY) {
+            if (start < 0)
+                low = high + 1;
+        } else if (rate > 0) {
+            low = std::max(low, -start / rate);
+        } else {
+            high = std::min(high, -start / rate);
+        }
+    }
+    return low <= high;
 }
 
 bool CWallIndex::InWall(const CFlowPlane& plane, const CPoint& p) const
@@ -98,7 +148,7 @@ bool CWallIndex::InWall(const CFlowPlane& plane, const CPoint& p) const
     CPoint up;
     PlaneAxes(plane.Normal, &across, &up);
     auto both = [&](const CPoint& d) {
-        return Meets(plane, p, d, WALL_REACH) && Meets(plane, p, d * -1.0, WALL_REACH);
+        return Meets(plane, p, d) && Meets(plane, p, d * -1.0);
     };
     return both(across) || both(up);
 }

@@ -15,24 +15,32 @@ class CWallIndex {
 public:
     explicit CWallIndex(const std::vector<CBuildNode*>& leaves);
 
-    // Whether the line from p along d (both on the plane) meets a face that
-    // lies on the plane, either way round, within 'reach' of p.
-    bool Meets(const CFlowPlane& plane, const CPoint& p, const CPoint& d, double reach) const;
-
     // Whether a join on the plane round the point p is a hole in a wall:
     // lines along the plane from p meet faces on the plane on both sides,
     // across or up and down, within WALL_REACH.
     bool InWall(const CFlowPlane& plane, const CPoint& p) const;
 
 private:
+    // Whether the line from p along d (both on the plane) meets a face that
+    // lies on the plane, either way round, within WALL_REACH of p.
+    bool Meets(const CFlowPlane& plane, const CPoint& p, const CPoint& d) const;
+
     struct CWall {
         CWinding Points;
         CPoint Normal; // of the points' order, not normalised
         CFlowPlane Plane;
         CBox Box;
     };
+    void AddToIndex(const CWall& wall, int32_t index);
+    // Meets for one wall; 'standard' is the plane turned as the walls are.
+    static bool MeetsWall(const CWall& wall, const CFlowPlane& standard, const CPoint& p,
+                          const CPoint& d);
+
     std::vector<CWall> Walls;
     // By the distance of the plane turned so that its largest normal
-    // component is positive, rounded to a whole unit.
-    std::unordered_map<int64_t, std::vector<int32_t>> ByDistance;
+    // component is positive, rounded to a whole unit, and by the cells of
+    // space that the wall's box, grown by WALL_REACH, overlaps: a point
+    // finds the walls within reach in its own cell.
+    std::unordered_map<uint64_t, std::vector<int32_t>> ByPlace;
+    std::vector<int32_t> Everywhere; // walls too large to list by cell
 };
