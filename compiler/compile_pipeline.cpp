@@ -372,41 +372,7 @@ CWriteCounts MakeCompiledMap(CCompileState& state, const CLeafVisibility& visibi
         pOut->Leaves.push_back(leaf);
     }
 
-    // Row i holds the written leaves that leaf i sees, itself left out: the
-    // viewer draws the camera's own leaf first in any case.
-    const int32_t leafCount = static_cast<int32_t>(pOut->Leaves.size());
-    const size_t rowBytes = static_cast<size_t>(VisibilityRowBytes(leafCount));
-    pOut->Visibility.assign(rowBytes * static_cast<size_t>(leafCount), 0);
-    std::vector<int32_t> written(visibility.Leaves().size(), -1); // by visibility index
-    for (int32_t i = 0; i < leafCount; ++i) {
-        const int32_t index = visibility.IndexOf(leaves[static_cast<size_t>(i)]);
-        if (index >= 0)
-            written[static_cast<size_t>(index)] = i;
-    }
-    // When the first leaves written are the visibility's leaves in its
-    // order (the usual case), a set's words are the row's bytes.
-    bool bSameOrder = true;
-    for (size_t k = 0; k < written.size() && bSameOrder; ++k)
-        bSameOrder = written[k] == static_cast<int32_t>(k);
-    const size_t copyBytes = std::min(rowBytes, visibility.RowWords() * 8);
-    for (int32_t i = 0; i < leafCount; ++i) {
-        const int32_t index = visibility.IndexOf(leaves[static_cast<size_t>(i)]);
-        if (index < 0)
-            continue;
-        uint8_t* pRow = &pOut->Visibility[static_cast<size_t>(i) * rowBytes];
-        const uint64_t* pSeen = visibility.Row(index);
-        if (bSameOrder) {
-            for (size_t b = 0; b < copyBytes; ++b)
-                pRow[b] = static_cast<uint8_t>(pSeen[b >> 3] >> (8 * (b & 7)));
-            pRow[i >> 3] &= static_cast<uint8_t>(~(1u << (i & 7)));
-            continue;
-        }
-        ForEachSetBit(pSeen, visibility.RowWords(), [&](size_t seen) {
-            const int32_t j = written[seen];
-            if (j >= 0 && j != i)
-                pRow[j >> 3] |= static_cast<uint8_t>(1u << (j & 7));
-        });
-    }
+    pOut->Visibility = FileRows(visibility, leaves);
     return counts;
 }
 

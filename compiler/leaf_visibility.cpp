@@ -4,6 +4,7 @@
 #include "compiler/progress.h"
 #include "compiler/tree_walk.h"
 #include "compiler/vis_flow.h"
+#include "viewer/map_format.h"
 
 #include <algorithm>
 #include <unordered_map>
@@ -121,4 +122,43 @@ CLeafVisibility FlowVisibility(CBuildNode* pRoot, const CPortal* pPortals, int32
     const CClusterSets seen = FlowOpenings(graph, run.Threads, &progress);
     vis.SetRows(graph, seen);
     return vis;
+}
+
+std::vector<uint8_t> FileRows(const CLeafVisibility& visibility,
+                              const std::vector<CBuildNode*>& leaves)
+{
+    const int32_t leafCount = static_cast<int32_t>(leaves.size());
+    const size_t rowBytes = static_cast<size_t>(VisibilityRowBytes(leafCount));
+    std::vector<uint8_t> rows(rowBytes * static_cast<size_t>(leafCount), 0);
+    std::vector<int32_t> written(visibility.Leaves().size(), -1); // by visibility index
+    for (int32_t i = 0; i < leafCount; ++i) {
+        const int32_t index = visibility.IndexOf(leaves[static_cast<size_t>(i)]);
+        if (index >= 0)
+            written[static_cast<size_t>(index)] = i;
+    }
+    // When the first leaves written are the visibility's leaves in its
+    // order (the usual case), a set's words are the row's bytes.
+    bool bSameOrder = true;
+    for (size_t k = 0; k < written.size() && bSameOrder; ++k)
+        bSameOrder = written[k] == static_cast<int32_t>(k);
+    const size_t copyBytes = std::min(rowBytes, visibility.RowWords() * 8);
+    for (int32_t i = 0; i < leafCount; ++i) {
+        const int32_t index = visibility.IndexOf(leaves[static_cast<size_t>(i)]);
+        if (index < 0)
+            continue;
+        uint8_t* pRow = &rows[static_cast<size_t>(i) * rowBytes];
+        const uint64_t* pSeen = visibility.Row(index);
+        if (bSameOrder) {
+            for (size_t b = 0; b < copyBytes; ++b)
+                pRow[b] = static_cast<uint8_t>(pSeen[b >> 3] >> (8 * (b & 7)));
+            pRow[i >> 3] &= static_cast<uint8_t>(~(1u << (i & 7)));
+            continue;
+        }
+        ForEachSetBit(pSeen, visibility.RowWords(), [&](size_t seen) {
+            const int32_t j = written[seen];
+            if (j >= 0 && j != i)
+                pRow[j >> 3] |= static_cast<uint8_t>(1u << (j & 7));
+        });
+    }
+    return rows;
 }

@@ -62,3 +62,10 @@ private:
 // progress lines as for the portal stage.
 CLeafVisibility FlowVisibility(CBuildNode* pRoot, const CPortal* pPortals, int32_t portalCount,
                                const CPortalRun& run = {});
+
+// The visibility rows of a compiled file whose leaves are 'leaves': row i
+// holds the leaves that leaf i sees, itself left out (the viewer draws the
+// camera's own leaf first in any case), one bit per leaf in rows of
+// VisibilityRowBytes bytes. A leaf without a set has an empty row.
+std::vector<uint8_t> FileRows(const CLeafVisibility& visibility,
+                              const std::vector<CBuildNode*>& leaves);

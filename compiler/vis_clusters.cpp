@@ -215,15 +215,14 @@ std::vector<CLeafJoin> JoinLeaves(const CBuildNode* pRoot, const CLeafSet& set,
         join.Area += Area(part.Points);
     };
     const std::vector<CJoinSource> sources = JoinSources(set, pPortals, count);
-    std::vector<std::vector<CJoinPart>> parts(JOIN_CHUNK);
     for (size_t first = 0; first < sources.size(); first += JOIN_CHUNK) {
         const size_t n = std::min(JOIN_CHUNK, sources.size() - first);
+        std::vector<std::vector<CJoinPart>> parts(n);
         ParallelFor(
             static_cast<int64_t>(n), threads, [] { return CJoinScratch(); },
             [&](CJoinScratch& scratch, int64_t i) {
-                std::vector<CJoinPart>& list = parts[static_cast<size_t>(i)];
-                list.clear();
-                PartsOf(pRoot, set, sources[first + static_cast<size_t>(i)], &scratch, &list);
+                PartsOf(pRoot, set, sources[first + static_cast<size_t>(i)], &scratch,
+                        &parts[static_cast<size_t>(i)]);
             });
         for (size_t i = 0; i < n; ++i) {
             for (const CJoinPart& part : parts[i])

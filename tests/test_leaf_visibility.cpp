@@ -8,12 +8,14 @@
 #include "compiler/map_parser.h"
 #include "compiler/visibility.h"
 #include "compiler/visible_leaves.h"
+#include "viewer/map_format.h"
 #include "viewer/map_reader.h"
 
 #include "tests/scratch_dir.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <initializer_list>
 #include <random>
 #include <sstream>
@@ -214,6 +216,32 @@ TEST_F(LeafVisibilityTest, EveryLineOfSightIsInTheSets)
     // Both kinds of pair came up.
     EXPECT_GT(passed, 1000);
     EXPECT_GT(hidden, 1000);
+}
+
+// The file's rows hold each leaf's set, itself left out, whether the file
+// lists the leaves in the visibility's order or in another.
+TEST_F(LeafVisibilityTest, FileRowsHoldTheSetsInAnyLeafOrder)
+{
+    Compile(ROOMS, CellCentre(2, 3));
+    std::vector<CBuildNode*> order = Vis.Leaves();
+    ASSERT_GT(order.size(), 32u) << "rows reach into the high half of a word";
+    for (const bool bReversed : {false, true}) {
+        if (bReversed)
+            std::reverse(order.begin(), order.end());
+        const std::vector<uint8_t> rows = FileRows(Vis, order);
+        const size_t rowBytes = size_t(VisibilityRowBytes(int32_t(order.size())));
+        ASSERT_EQ(rows.size(), rowBytes * order.size());
+        int hidden = 0;
+        for (size_t i = 0; i < order.size(); ++i) {
+            for (size_t j = 0; j < order.size(); ++j) {
+                const bool bRow = (rows[i * rowBytes + (j >> 3)] >> (j & 7)) & 1;
+                const bool bSees = i != j && Vis.Sees(Vis.IndexOf(order[i]), Vis.IndexOf(order[j]));
+                ASSERT_EQ(bRow, bSees) << i << " " << j << (bReversed ? " reversed" : "");
+                hidden += bSees ? 0 : 1;
+            }
+        }
+        EXPECT_GT(hidden, int(order.size())) << "some pairs are culled";
+    }
 }
 
 // The compile as the tool runs it, with the lamp in the first room.
