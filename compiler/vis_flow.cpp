@@ -15,8 +15,8 @@ namespace {
 // front of 'before' and some of 'before' behind 'next'.
 bool MayFollow(const COpening& before, const COpening& next)
 {
-    return MaxDistance(next.Winding, before.Plane) > -FLOW_EPSILON &&
-           MinDistance(before.Winding, next.Plane) < FLOW_EPSILON;
+    return AnyAbove(next.Winding, before.Plane, -FLOW_EPSILON) &&
+           AnyBelow(before.Winding, next.Plane, FLOW_EPSILON);
 }
 
 // MayFollow of each opening and each opening out of the cluster it leads

@@ -63,6 +63,18 @@ double MinDistance(const CWinding& w, const CFlowPlane& plane)
     return least;
 }
 
+bool AnyAbove(const CWinding& w, const CFlowPlane& plane, double height)
+{
+    return std::any_of(w.begin(), w.end(),
+                       [&](const CPoint& p) { return plane.DistanceTo(p) > height; });
+}
+
+bool AnyBelow(const CWinding& w, const CFlowPlane& plane, double height)
+{
+    return std::any_of(w.begin(), w.end(),
+                       [&](const CPoint& p) { return plane.DistanceTo(p) < height; });
+}
+
 double Area(const CWinding& w)
 {
     CPoint sum;

@@ -44,6 +44,10 @@ void ClipToBox(CWinding* pW, const CBox& box, double margin, CWinding* pScratch)
 // The largest and the smallest distance of a polygon's points from a plane.
 double MaxDistance(const CWinding& w, const CFlowPlane& plane);
 double MinDistance(const CWinding& w, const CFlowPlane& plane);
+// Whether some point lies above 'height' (MaxDistance > height), or below it
+// (MinDistance < height), stopping at the first that does.
+bool AnyAbove(const CWinding& w, const CFlowPlane& plane, double height);
+bool AnyBelow(const CWinding& w, const CFlowPlane& plane, double height);
 
 // The area of a polygon.
 double Area(const CWinding& w);
