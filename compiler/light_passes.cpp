@@ -46,6 +46,29 @@ int32_t QuarterOf(int32_t block)
     return (block / BLOCKS_PER_ROW / 2) * 2 + (block % BLOCKS_PER_ROW) / 2;
 }
 
+// The samples of a grid quarter by quarter, and within a quarter block by
+// block, so that a source's shots can pass over the rest of a block or a
+// quarter that its tests found out of sight. The order in which one source
+// lights the samples of a face does not change any of them.
+constexpr int32_t BLOCK_SAMPLES = BLOCK_SIDE * BLOCK_SIDE;
+constexpr int32_t QUARTER_SAMPLES = LUMEL_GRID_COUNT / QUARTER_COUNT;
+struct CSampleOrder {
+    int32_t Index[LUMEL_GRID_COUNT];
+    CSampleOrder()
+    {
+        int32_t k = 0;
+        for (int32_t quarter = 0; quarter < QUARTER_COUNT; ++quarter) {
+            for (int32_t block = 0; block < BLOCK_COUNT; ++block) {
+                for (int32_t i = 0; i < LUMEL_GRID_COUNT && QuarterOf(block) == quarter; ++i) {
+                    if (BlockOf(i) == block)
+                        Index[k++] = i;
+                }
+            }
+        }
+    }
+};
+const CSampleOrder SAMPLE_ORDER;
+
 double DistanceToBox(const CSightBox& box, const double point[3])
 {
     double sum = 0.0;
@@ -463,8 +486,10 @@ public:
         for (const CAim& aim : Pass.Aims[r]) {
             const CGroup& group = Pass.Groups[aim.Group];
             ++nAim;
-            for (uint32_t s = group.First; s < group.First + group.Count; ++s)
-                ShootSource(group, Pass.Sources[s], receiver, aim.Times);
+            for (uint32_t s = group.First; s < group.First + group.Count; ++s) {
+                if (!ShootSource(group, Pass.Sources[s], receiver, aim.Times))
+                    break; // the whole group is out of sight
+            }
         }
     }
 
@@ -491,19 +516,24 @@ private:
         Blocks[BLOCK_COUNT + QUARTER_COUNT] = receiver.Box;
     }
 
-    void ShootSource(const CGroup& group, const CSource& source, const CReceiver& receiver,
+    // The shots of one source into the receiver; false when the tests of
+    // blocks found the whole group that it belongs to out of sight.
+    bool ShootSource(const CGroup& group, const CSource& source, const CReceiver& receiver,
                      int32_t times)
     {
         const CLumel& lumel = source.Lumel;
         // The face turns its back to the source.
         if (receiver.FacePlane.DistanceTo(lumel.Position) < 0.0)
-            return;
+            return true;
         if (BeyondReach(source.Reach, GapTo(lumel.Position, receiver.Sphere)))
-            return;
+            return true;
         if (group.bPlaneTest && HighestDistance(source.Plane, receiver.Box) < -SIDE_MARGIN)
-            return; // the whole face lies behind the source
+            return true; // the whole face lies behind the source
         CLumelGrid* pGrid = receiver.pGrid;
-        for (int32_t i = 0; i < pGrid->LumelCount && i < LUMEL_GRID_COUNT; ++i) {
+        for (int32_t k = 0; k < LUMEL_GRID_COUNT; ++k) {
+            const int32_t i = SAMPLE_ORDER.Index[k];
+            if (i >= pGrid->LumelCount)
+                continue;
             CLumel& sample = pGrid->pLumels[i];
             // Emitters, and the samples of a face that shoots.
             if (sample.Light.Intensity != 0)
@@ -517,11 +547,21 @@ private:
             // Light added to a full channel changes nothing.
             if (!Changes(sample.Light, shot))
                 continue;
-            if (!InSight(group, source, i, sample.Position))
+            ESettled settled = ESettled::Walked;
+            if (!InSight(group, source, i, sample.Position, &settled)) {
+                // What a test of blocks found out of sight is passed over.
+                if (settled == ESettled::Whole)
+                    return false;
+                if (settled == ESettled::Quarter)
+                    k |= QUARTER_SAMPLES - 1;
+                else if (settled == ESettled::Block)
+                    k |= BLOCK_SAMPLES - 1;
                 continue;
+            }
             for (int32_t n = 0; n < times; ++n)
                 sample.Light.SaturateAdd(shot);
         }
+        return true;
     }
 
     // Whether adding the shot changes the sample: a channel at 255 stays so
@@ -549,7 +589,11 @@ private:
     // faces first, then quarters, then (from an emitting face) its block of 4
     // by 4 samples to the sample's block; else by a walk of its own from the
     // deepest node that the blocks share.
-    bool InSight(const CGroup& group, const CSource& source, int32_t i, const CVector& at)
+    // Which answer settled a line of sight.
+    enum class ESettled : uint8_t { Whole, Quarter, Block, Walked };
+
+    bool InSight(const CGroup& group, const CSource& source, int32_t i, const CVector& at,
+                 ESettled* pSettled)
     {
         const int32_t block = BlockOf(i);
         const CSightBox* pSourceBoxes =
@@ -561,6 +605,7 @@ private:
         CWitness witness{source.Lumel.Position, at};
         const EBlockSight whole =
             Settle(&Whole[0], &witness, group.Box, Blocks[BLOCK_COUNT + QUARTER_COUNT]);
+        *pSettled = ESettled::Whole;
         if (whole != EBlockSight::Walk)
             return whole == EBlockSight::Sees;
         const int32_t sourceQuarter = QuarterOf(source.Block);
@@ -568,15 +613,18 @@ private:
         const EBlockSight part =
             Settle(&Quarters[sourceQuarter][quarter], &witness,
                    sourceBox(BLOCK_COUNT + sourceQuarter), Blocks[BLOCK_COUNT + quarter]);
+        *pSettled = ESettled::Quarter;
         if (part != EBlockSight::Walk)
             return part == EBlockSight::Sees;
         if (pSourceBoxes) {
             // A block of an emitting face to a block of this one.
             const EBlockSight blocks = Settle(&BlockPairs[source.Block][block], &witness,
                                               sourceBox(source.Block), Blocks[block]);
+            *pSettled = ESettled::Block;
             if (blocks != EBlockSight::Walk)
                 return blocks == EBlockSight::Sees;
         }
+        *pSettled = ESettled::Walked;
         return Walk(&witness);
     }
 
