@@ -530,8 +530,15 @@ private:
         if (group.bPlaneTest && HighestDistance(source.Plane, receiver.Box) < -SIDE_MARGIN)
             return true; // the whole face lies behind the source
         CLumelGrid* pGrid = receiver.pGrid;
+        const double at[3] = {lumel.Position.x, lumel.Position.y, lumel.Position.z};
         for (int32_t k = 0; k < LUMEL_GRID_COUNT; ++k) {
             const int32_t i = SAMPLE_ORDER.Index[k];
+            // A block out of the source's reach gets nothing from it.
+            if (k % BLOCK_SAMPLES == 0 &&
+                BeyondReach(source.Reach, DistanceToBox(Blocks[BlockOf(i)], at))) {
+                k += BLOCK_SAMPLES - 1;
+                continue;
+            }
             if (i >= pGrid->LumelCount)
                 continue;
             CLumel& sample = pGrid->pLumels[i];
