@@ -533,11 +533,15 @@ private:
         const double at[3] = {lumel.Position.x, lumel.Position.y, lumel.Position.z};
         for (int32_t k = 0; k < LUMEL_GRID_COUNT; ++k) {
             const int32_t i = SAMPLE_ORDER.Index[k];
-            // A block out of the source's reach gets nothing from it.
-            if (k % BLOCK_SAMPLES == 0 &&
-                BeyondReach(source.Reach, DistanceToBox(Blocks[BlockOf(i)], at))) {
-                k += BLOCK_SAMPLES - 1;
-                continue;
+            // A block out of the source's reach, or wholly behind its
+            // plane, gets nothing from it.
+            if (k % BLOCK_SAMPLES == 0) {
+                const CSightBox& block = Blocks[BlockOf(i)];
+                if (BeyondReach(source.Reach, DistanceToBox(block, at)) ||
+                    (group.bPlaneTest && HighestDistance(source.Plane, block) < -SIDE_MARGIN)) {
+                    k += BLOCK_SAMPLES - 1;
+                    continue;
+                }
             }
             if (i >= pGrid->LumelCount)
                 continue;
