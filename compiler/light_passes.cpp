@@ -595,14 +595,14 @@ private:
         return std::sqrt(dx * dx + dy * dy + dz * dz) - sphere.Radius;
     }
 
+    // Which answer settled a line of sight.
+    enum class ESettled : uint8_t { Whole, Quarter, Block, Walked };
+
     // Line of sight from a source to sample i of the receiver: settled for
     // whole blocks of both when the tests of blocks can, the whole pair of
     // faces first, then quarters, then (from an emitting face) its block of 4
     // by 4 samples to the sample's block; else by a walk of its own from the
     // deepest node that the blocks share.
-    // Which answer settled a line of sight.
-    enum class ESettled : uint8_t { Whole, Quarter, Block, Walked };
-
     bool InSight(const CGroup& group, const CSource& source, int32_t i, const CVector& at,
                  ESettled* pSettled)
     {

@@ -47,14 +47,6 @@ void ClipToBox(CWinding* pW, const CBox& box, double margin, CWinding* pScratch)
     }
 }
 
-double MaxDistance(const CWinding& w, const CFlowPlane& plane)
-{
-    double most = -std::numeric_limits<double>::infinity();
-    for (const CPoint& p : w)
-        most = std::max(most, plane.DistanceTo(p));
-    return most;
-}
-
 double MinDistance(const CWinding& w, const CFlowPlane& plane)
 {
     double least = std::numeric_limits<double>::infinity();

@@ -41,11 +41,10 @@ struct CBox;
 // Cuts *pW down to its part inside the box grown by 'margin' each way.
 void ClipToBox(CWinding* pW, const CBox& box, double margin, CWinding* pScratch);
 
-// The largest and the smallest distance of a polygon's points from a plane.
-double MaxDistance(const CWinding& w, const CFlowPlane& plane);
+// The smallest distance of a polygon's points from a plane.
 double MinDistance(const CWinding& w, const CFlowPlane& plane);
-// Whether some point lies above 'height' (MaxDistance > height), or below it
-// (MinDistance < height), stopping at the first that does.
+// Whether some point of a polygon lies above 'height', or below it,
+// stopping at the first that does.
 bool AnyAbove(const CWinding& w, const CFlowPlane& plane, double height);
 bool AnyBelow(const CWinding& w, const CFlowPlane& plane, double height);
 
