@@ -25,8 +25,8 @@ int64_t DistanceKey(double distance) { return Whole(distance); }
 // so that a wall is listed in few of them.
 constexpr double WALL_CELL = 2.0 * WALL_REACH;
 int64_t CellOf(double coordinate) { return Whole(std::floor(coordinate / WALL_CELL)); }
-// A wall wider than this many cells is not listed by cell.
-constexpr double WALL_CELLS_AT_MOST = 32.0;
+// A wall that would be listed in more cells than this is listed apart.
+constexpr double WALL_CELLS_AT_MOST = 256.0;
 
 // The index key of a plane distance and a cell. Two places may share a key:
 // each wall found is still tested in full.
@@ -77,14 +77,16 @@ void CWallIndex::AddToIndex(const CWall& wall, int32_t index)
     const double high[3] = {box.High.x, box.High.y, box.High.z};
     int64_t first[3];
     int64_t last[3];
+    double cells = 1.0;
     for (int k = 0; k < 3; ++k) {
-        if (!std::isfinite(low[k]) || !std::isfinite(high[k]) ||
-            high[k] - low[k] > WALL_CELLS_AT_MOST * WALL_CELL) {
-            Everywhere.push_back(index); // too large, or not a number: tried for every point
-            return;
-        }
-        first[k] = CellOf(low[k] - WALL_REACH);
-        last[k] = CellOf(high[k] + WALL_REACH);
+        const bool bFinite = std::isfinite(low[k]) && std::isfinite(high[k]);
+        first[k] = bFinite ? CellOf(low[k] - WALL_REACH) : 0;
+        last[k] = bFinite ? CellOf(high[k] + WALL_REACH) : 0;
+        cells *= bFinite ? static_cast<double>(last[k] - first[k] + 1) : HUGE_VAL;
+    }
+    if (cells > WALL_CELLS_AT_MOST) {
+        Everywhere.push_back(index); // too large, or not a number: tried for every point
+        return;
     }
     for (int64_t x = first[0]; x <= last[0]; ++x) {
         for (int64_t y = first[1]; y <= last[1]; ++y) {
