@@ -59,7 +59,9 @@ struct CSampleOrder {
         int32_t k = 0;
         for (int32_t quarter = 0; quarter < QUARTER_COUNT; ++quarter) {
             for (int32_t block = 0; block < BLOCK_COUNT; ++block) {
-                for (int32_t i = 0; i < LUMEL_GRID_COUNT && QuarterOf(block) == quarter; ++i) {
+                if (QuarterOf(block) != quarter)
+                    continue;
+                for (int32_t i = 0; i < LUMEL_GRID_COUNT; ++i) {
                     if (BlockOf(i) == block)
                         Index[k++] = i;
                 }

@@ -181,6 +181,27 @@ std::vector<CJoinSource> JoinSources(const CLeafSet& set, const CPortal* pPortal
     return sources;
 }
 
+// Joins, and groups of joins, are kept by pair (leaves or clusters, the
+// lower number first) and by plane: planes within 0.001 of each other's
+// normal and 0.5 of their distance count as one. The entry of the pair on
+// the plane; a new one, appended, when there is none.
+using CEntriesByPair = std::unordered_map<uint64_t, std::vector<size_t>>;
+template <typename TEntry>
+TEntry& EntryOnPlane(std::vector<TEntry>* pEntries, CEntriesByPair* pByPair, int32_t low,
+                     int32_t high, const CFlowPlane& plane)
+{
+    std::vector<size_t>& list = (*pByPair)[(uint64_t(uint32_t(low)) << 32) | uint32_t(high)];
+    for (const size_t i : list) {
+        const CFlowPlane& other = (*pEntries)[i].Plane;
+        if (Dot(other.Normal, plane.Normal) > 0.999 &&
+            std::fabs(other.Distance - plane.Distance) < 0.5)
+            return (*pEntries)[i];
+    }
+    list.push_back(pEntries->size());
+    pEntries->push_back({low, high, plane, {}});
+    return pEntries->back();
+}
+
 // Join sources whose parts are made side by side before they are added.
 constexpr size_t JOIN_CHUNK = 4096;
 
@@ -194,23 +215,12 @@ std::vector<CLeafJoin> JoinLeaves(const CBuildNode* pRoot, const CLeafSet& set,
                                   const CPortal* pPortals, int32_t count, int32_t threads)
 {
     std::vector<CLeafJoin> joins;
-    std::unordered_map<uint64_t, std::vector<size_t>> joinsOf; // by leaf pair
+    CEntriesByPair joinsOf;
     auto add = [&](const CJoinPart& part) {
         const int32_t a = part.A;
         const int32_t b = part.B;
         const CFlowPlane keyed = a < b ? part.Toward : part.Toward.Flipped();
-        std::vector<size_t>& list =
-            joinsOf[(uint64_t(uint32_t(std::min(a, b))) << 32) | uint32_t(std::max(a, b))];
-        auto same = std::find_if(list.begin(), list.end(), [&](size_t j) {
-            return Dot(joins[j].Plane.Normal, keyed.Normal) > 0.999 &&
-                   std::fabs(joins[j].Plane.Distance - keyed.Distance) < 0.5;
-        });
-        if (same == list.end()) {
-            list.push_back(joins.size());
-            joins.push_back({std::min(a, b), std::max(a, b), keyed, {}});
-            same = list.end() - 1;
-        }
-        CLeafJoin& join = joins[*same];
+        CLeafJoin& join = EntryOnPlane(&joins, &joinsOf, std::min(a, b), std::max(a, b), keyed);
         join.Points.insert(join.Points.end(), part.Points.begin(), part.Points.end());
         join.Area += Area(part.Points);
     };
@@ -332,7 +342,7 @@ CFlowGraph MakeFlowGraph(const CBuildNode* pRoot, const std::vector<CBuildNode*>
         std::vector<CPoint> Points;
     };
     std::vector<CGroup> groups;
-    std::unordered_map<uint64_t, std::vector<size_t>> groupsOf; // by cluster pair
+    CEntriesByPair groupsOf;
     for (const CLeafJoin& join : joins) {
         int32_t a = graph.ClusterOf[static_cast<size_t>(join.A)];
         int32_t b = graph.ClusterOf[static_cast<size_t>(join.B)];
@@ -343,18 +353,7 @@ CFlowGraph MakeFlowGraph(const CBuildNode* pRoot, const std::vector<CBuildNode*>
             std::swap(a, b);
             plane = plane.Flipped();
         }
-        std::vector<size_t>& list = groupsOf[(uint64_t(uint32_t(a)) << 32) | uint32_t(b)];
-        auto same = std::find_if(list.begin(), list.end(), [&](size_t g) {
-            const CFlowPlane& other = groups[g].Plane;
-            return Dot(other.Normal, plane.Normal) > 0.999 &&
-                   std::fabs(other.Distance - plane.Distance) < 0.5;
-        });
-        if (same == list.end()) {
-            list.push_back(groups.size());
-            groups.push_back({a, b, plane, {}});
-            same = list.end() - 1;
-        }
-        std::vector<CPoint>& points = groups[*same].Points;
+        std::vector<CPoint>& points = EntryOnPlane(&groups, &groupsOf, a, b, plane).Points;
         points.insert(points.end(), join.Points.begin(), join.Points.end());
     }
 

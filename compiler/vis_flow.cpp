@@ -74,9 +74,9 @@ bool FloodMightSee(const CFlowGraph& graph, const CFollowTable& follows, int32_t
     AddCluster(pSet, first.To);
     bool bGaveUp = false;
     for (size_t next = 0; next < queue.size(); ++next) {
-        // Once more than MIGHT_BUDGET openings wait, the flood is bound to
-        // reach its budget: it gives up now rather than there.
-        if (next == MIGHT_BUDGET || queue.size() > MIGHT_BUDGET) {
+        // Once more than MIGHT_BUDGET openings are in the queue, the flood
+        // is bound to enter too many: it gives up now rather than later.
+        if (queue.size() > MIGHT_BUDGET) {
             for (int32_t c = 0; c < graph.ClusterCount; ++c)
                 AddCluster(pSet, c);
             bGaveUp = true;
