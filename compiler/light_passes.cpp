@@ -477,7 +477,8 @@ struct CBlockState {
 class CShooterThread {
 public:
     explicit CShooterThread(const CPass& pass)
-        : Pass(pass), Stack(static_cast<size_t>(pass.pSight->StackSize()))
+        : Pass(pass), Stack(static_cast<size_t>(pass.pSight->StackSize())),
+          FanSteps(static_cast<size_t>(pass.pSight->StackSize()))
     {
     }
 
@@ -532,12 +533,15 @@ private:
         if (group.bPlaneTest && HighestDistance(source.Plane, receiver.Box) < -SIDE_MARGIN)
             return true; // the whole face lies behind the source
         CLumelGrid* pGrid = receiver.pGrid;
+        pFanGrid = pGrid;
+        nFanTimes = times;
         const double at[3] = {lumel.Position.x, lumel.Position.y, lumel.Position.z};
         for (int32_t k = 0; k < LUMEL_GRID_COUNT; ++k) {
             const int32_t i = SAMPLE_ORDER.Index[k];
             // A block out of the source's reach, or wholly behind its
             // plane, gets nothing from it.
             if (k % BLOCK_SAMPLES == 0) {
+                Flush();
                 const CSightBox& block = Blocks[BlockOf(i)];
                 if (BeyondReach(source.Reach, DistanceToBox(block, at)) ||
                     (group.bPlaneTest && HighestDistance(source.Plane, block) < -SIDE_MARGIN)) {
@@ -561,20 +565,60 @@ private:
             if (!Changes(sample.Light, shot))
                 continue;
             ESettled settled = ESettled::Walked;
-            if (!InSight(group, source, i, sample.Position, &settled)) {
+            int32_t entry = 0;
+            const EBlockSight sight = InSight(group, source, i, sample.Position, &settled, &entry);
+            if (sight == EBlockSight::Walk) {
+                Defer(lumel.Position, entry, i, shot);
+            } else if (sight == EBlockSight::Sees) {
+                Light(&sample, shot, times);
+            } else if (settled == ESettled::Whole) {
                 // What a test of blocks found out of sight is passed over.
-                if (settled == ESettled::Whole)
-                    return false;
-                if (settled == ESettled::Quarter)
-                    k |= QUARTER_SAMPLES - 1;
-                else if (settled == ESettled::Block)
-                    k |= BLOCK_SAMPLES - 1;
-                continue;
+                Flush();
+                return false;
+            } else if (settled == ESettled::Quarter) {
+                k |= QUARTER_SAMPLES - 1;
+            } else if (settled == ESettled::Block) {
+                k |= BLOCK_SAMPLES - 1;
             }
-            for (int32_t n = 0; n < times; ++n)
-                sample.Light.SaturateAdd(shot);
         }
+        Flush();
         return true;
+    }
+
+    static void Light(CLumel* pSample, const CLightRecord& shot, int32_t times)
+    {
+        for (int32_t n = 0; n < times; ++n)
+            pSample->Light.SaturateAdd(shot);
+    }
+
+    // A shot whose segment must be walked waits in the fan of its source and
+    // entry node. The fan is walked when it is full, when a shot from
+    // another entry comes, at the start of each block of samples and at the
+    // end of the source. A source gives each sample one shot at most, so the
+    // order in which they land does not matter.
+    void Defer(const CVector& from, int32_t entry, int32_t sample, const CLightRecord& shot)
+    {
+        if (nFan > 0 && (nFanEntry != entry || nFan == CSightTree::FAN_SIZE))
+            Flush();
+        nFanEntry = entry;
+        FanFrom = from;
+        FanEnds[nFan] = pFanGrid->pLumels[sample].Position;
+        FanShots[nFan] = {sample, shot};
+        ++nFan;
+    }
+
+    void Flush()
+    {
+        if (nFan == 0)
+            return;
+        LineTests += nFan;
+        const uint32_t sees = Pass.pSight->SeesFan(nFanEntry, FanFrom, FanEnds, nFan,
+                                                   FanSteps.data(), Stack.data());
+        for (int32_t k = 0; k < nFan; ++k) {
+            if (sees & (1u << k))
+                Light(&pFanGrid->pLumels[FanShots[k].Sample], FanShots[k].Shot, nFanTimes);
+        }
+        nFan = 0;
     }
 
     // Whether adding the shot changes the sample: a channel at 255 stays so
@@ -603,10 +647,11 @@ private:
     // Line of sight from a source to sample i of the receiver: settled for
     // whole blocks of both when the tests of blocks can, the whole pair of
     // faces first, then quarters, then (from an emitting face) its block of 4
-    // by 4 samples to the sample's block; else by a walk of its own from the
-    // deepest node that the blocks share.
-    bool InSight(const CGroup& group, const CSource& source, int32_t i, const CVector& at,
-                 ESettled* pSettled)
+    // by 4 samples to the sample's block. Else Walk: its segment is to be
+    // walked from *pEntry, the deepest node that the blocks share (unless a
+    // test of blocks walked it already as a witness).
+    EBlockSight InSight(const CGroup& group, const CSource& source, int32_t i, const CVector& at,
+                        ESettled* pSettled, int32_t* pEntry)
     {
         const int32_t block = BlockOf(i);
         const CSightBox* pSourceBoxes =
@@ -620,7 +665,7 @@ private:
             Settle(&Whole[0], &witness, group.Box, Blocks[BLOCK_COUNT + QUARTER_COUNT]);
         *pSettled = ESettled::Whole;
         if (whole != EBlockSight::Walk)
-            return whole == EBlockSight::Sees;
+            return whole;
         const int32_t sourceQuarter = QuarterOf(source.Block);
         const int32_t quarter = QuarterOf(block);
         const EBlockSight part =
@@ -628,17 +673,20 @@ private:
                    sourceBox(BLOCK_COUNT + sourceQuarter), Blocks[BLOCK_COUNT + quarter]);
         *pSettled = ESettled::Quarter;
         if (part != EBlockSight::Walk)
-            return part == EBlockSight::Sees;
+            return part;
         if (pSourceBoxes) {
             // A block of an emitting face to a block of this one.
             const EBlockSight blocks = Settle(&BlockPairs[source.Block][block], &witness,
                                               sourceBox(source.Block), Blocks[block]);
             *pSettled = ESettled::Block;
             if (blocks != EBlockSight::Walk)
-                return blocks == EBlockSight::Sees;
+                return blocks;
         }
         *pSettled = ESettled::Walked;
-        return Walk(&witness);
+        if (witness.Sees >= 0) // walked as a witness already
+            return witness.Sees == 1 ? EBlockSight::Sees : EBlockSight::Blocked;
+        *pEntry = witness.Entry;
+        return EBlockSight::Walk;
     }
 
     // The segment being asked about, walked at most once: its answer also
@@ -702,6 +750,19 @@ private:
     CBlockState Whole[1] = {};
     CBlockState Quarters[QUARTER_COUNT][QUARTER_COUNT] = {};
     CBlockState BlockPairs[BLOCK_COUNT][BLOCK_COUNT] = {};
+    // The fan of shots waiting for their walks, and where they land.
+    struct CFanShot {
+        int32_t Sample;
+        CLightRecord Shot;
+    };
+    std::vector<CSightTree::CFanStep> FanSteps;
+    CVector FanFrom;
+    CVector FanEnds[CSightTree::FAN_SIZE];
+    CFanShot FanShots[CSightTree::FAN_SIZE];
+    int32_t nFan = 0;
+    int32_t nFanEntry = 0;
+    CLumelGrid* pFanGrid = nullptr;
+    int32_t nFanTimes = 0;
 };
 
 // Runs the shots of a pass: receivers, dearest first, go to the threads one

@@ -2,6 +2,7 @@
 
 #include "compiler/clip.h"
 #include "compiler/light.h"
+#include "compiler/sight_step.h"
 
 #include <algorithm>
 #include <cmath>
@@ -339,21 +340,16 @@ bool WalkSegment(const TView& view, typename TView::Node node, const CVector& fr
             }
             const float da = static_cast<float>(view.DistanceTo(node, wa));
             const float db = static_cast<float>(view.DistanceTo(node, wb));
-            const bool bAOn = da > -PLANE_EPSILON && da < PLANE_EPSILON;
-            const bool bBOn = db > -PLANE_EPSILON && db < PLANE_EPSILON;
-            if (bAOn && bBOn) {
+            const EStep step = StepOf(da, db);
+            if (step == EStep::Back) {
+                node = view.Back(node);
+            } else if (step == EStep::Front) {
+                node = view.Front(node);
+            } else if (step == EStep::Along) {
                 if (top == capacity)
                     return false;
                 pStack[top++] = {view.Front(node), true, a, b};
                 node = view.Back(node);
-            } else if (bAOn) {
-                node = db <= -PLANE_EPSILON ? view.Back(node) : view.Front(node);
-            } else if (bBOn) {
-                node = da <= -PLANE_EPSILON ? view.Back(node) : view.Front(node);
-            } else if (da <= -PLANE_EPSILON ? !(db >= PLANE_EPSILON) : !(db <= -PLANE_EPSILON)) {
-                // Both ends on one side (a distance that is not a number
-                // counts as in front).
-                node = da <= -PLANE_EPSILON ? view.Back(node) : view.Front(node);
             } else {
                 if (top == capacity)
                     return false;

@@ -46,6 +46,20 @@ public:
         CVector To;
     };
 
+    // Segments from one point to several, walked together: a fan.
+    static constexpr int32_t FAN_SIZE = 16;
+    // The pieces of a fan's segments that enter a node, by lane (the
+    // segment's number in the fan), their ends in columns.
+    struct CFanStep {
+        int32_t Node = 0;
+        int32_t Count = 0;
+        uint32_t Out = 0; // the lanes out of the fan when its pieces were last sorted
+        uint8_t Lane[FAN_SIZE];
+        // Float points, held widened as the walk measures them.
+        alignas(32) double A[3][FAN_SIZE] = {};
+        alignas(32) double B[3][FAN_SIZE] = {};
+    };
+
     explicit CSightTree(const CBuildNode* pRoot);
 
     int32_t Root() const { return nRoot; }
@@ -55,6 +69,14 @@ public:
     // LineOfSight of the segment from the place `node`, with a stack of
     // StackSize() entries.
     bool Sees(int32_t node, const CVector& from, const CVector& to, CStep* pStack) const;
+
+    // Sees from the place `node` for the segments from `from` to each of
+    // the first `count` points of pTo (count <= FAN_SIZE): bit k of the
+    // answer is the sight of pTo[k]. The walks go node by node together, each
+    // piece with the rounding of its own walk; a segment found lying along a
+    // plane is walked on its own. pFan and pStack hold StackSize() entries.
+    uint32_t SeesFan(int32_t node, const CVector& from, const CVector* pTo, int32_t count,
+                     CFanStep* pFan, CStep* pStack) const;
 
     // The deepest place that every segment between the two boxes enters
     // whole, on the way that LineOfSight takes from the root: their walks
@@ -94,6 +116,9 @@ private:
     // The plane key of a plane: turned so that its first non-zero component
     // is positive; false when it is not finite.
     static bool KeyOf(const CPlane& plane, std::array<float, 4>* pKey);
+    uint32_t Part(CFanStep* pStep, CFanStep* pBack) const;
+    uint32_t Split(CFanStep* pStep, CFanStep* pBack, const float* pDa, const float* pDb,
+                   const uint8_t* pWays) const;
     bool BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_t* pWork) const;
     bool BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox& b, int32_t* pWork,
                       int32_t alternatives) const;

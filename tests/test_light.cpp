@@ -524,6 +524,46 @@ TEST_P(LitMapTest, FastPassesOnAnyThreadsMatchThePassesStepByStep)
 INSTANTIATE_TEST_SUITE_P(Rooms, LitMapTest, ::testing::Bool(),
                          [](const auto& info) { return info.param ? "Slanted" : "Square"; });
 
+// Fans of segments walked together answer, lane by lane, as each segment's
+// own walk: across the rooms, through the wall and the slanted brushes,
+// along the floor's plane (walked alone), and to a point that is not a
+// number (measured by the rule of single walks).
+class SightFanTest : public ScratchDirTest {};
+
+TEST_F(SightFanTest, EachLaneAnswersAsItsOwnWalk)
+{
+    LitMap map(Write("rooms.map", TwoRoomMap("", SlantedBrushes())));
+    ASSERT_TRUE(map.bReady);
+    const CSightTree sight(map.pRoot);
+    std::vector<CSightTree::CStep> stack(static_cast<size_t>(sight.StackSize()));
+    std::vector<CSightTree::CFanStep> fan(static_cast<size_t>(sight.StackSize()));
+    std::vector<CVector> points;
+    for (float x = -250; x < 256; x += 41)
+        for (float y = -120; y < 128; y += 37)
+            for (float z : {32.0f, 33.5f, 90.0f, 150.0f})
+                points.emplace_back(x, y, z);
+    points.emplace_back(NAN, 0.0f, 60.0f);
+    int32_t counts[2] = {0, 0};
+    int32_t mixed = 0;
+    for (size_t s = 0; s < points.size(); s += 7) {
+        for (size_t first = 0; first < points.size(); first += 16) {
+            const int32_t count =
+                static_cast<int32_t>(std::min<size_t>(CSightTree::FAN_SIZE, points.size() - first));
+            const uint32_t sees =
+                sight.SeesFan(sight.Root(), points[s], &points[first], count, fan.data(), stack.data());
+            for (int32_t k = 0; k < count; ++k) {
+                const bool bOwn = sight.Sees(sight.Root(), points[s], points[first + k], stack.data());
+                ASSERT_EQ((sees >> k) & 1u, bOwn ? 1u : 0u) << s << " to " << first + k;
+                ++counts[bOwn];
+            }
+            mixed += sees != 0 && sees != (1u << count) - 1u;
+        }
+    }
+    EXPECT_GT(counts[0], 1000) << counts[1] << " " << mixed;
+    EXPECT_GT(counts[1], 400);
+    EXPECT_GT(mixed, 30);
+}
+
 // A tree made by hand for exact values: the root holds faces, so every line
 // of sight ends at once (the root counts as a reached leaf); below it a
 // front and a back leaf. Each grid's samples stand where a test puts them.

@@ -1,0 +1,203 @@
+#include "compiler/clip.h"
+#include "compiler/light_sight.h"
+#include "compiler/sight_step.h"
+
+#include <cstddef>
+
+// A walk's answer does not depend on the order its pieces are taken in (a
+// cut segment sees when both halves do), and each piece's ends come from its
+// own segment alone. So the segments of a fan go down the tree together: at
+// each node the pieces that enter it are measured in one loop, go on
+// together while they all go one way, and part only where they do. A lane
+// is out once a piece of it meets solid. A segment found lying along a plane
+// (it sees when either side passes it) leaves the fan and is walked on its
+// own.
+
+// The loops of a fan's step run four lanes at a time where the processor
+// can; the sums are the same, operation for operation.
+#if defined(__x86_64__) && defined(__GNUC__)
+#define FAN_CLONES __attribute__((target_clones("avx2", "default")))
+#else
+#define FAN_CLONES
+#endif
+
+namespace {
+
+using CFanStep = CSightTree::CFanStep;
+
+void Put(CFanStep* pTo, uint8_t lane, const CVector& a, const CVector& b)
+{
+    const int32_t n = pTo->Count++;
+    pTo->Lane[n] = lane;
+    pTo->A[0][n] = a.x;
+    pTo->A[1][n] = a.y;
+    pTo->A[2][n] = a.z;
+    pTo->B[0][n] = b.x;
+    pTo->B[1][n] = b.y;
+    pTo->B[2][n] = b.z;
+}
+
+CVector EndA(const CFanStep& step, int32_t k)
+{
+    return CVector(static_cast<float>(step.A[0][k]), static_cast<float>(step.A[1][k]),
+                   static_cast<float>(step.A[2][k]));
+}
+
+CVector EndB(const CFanStep& step, int32_t k)
+{
+    return CVector(static_cast<float>(step.B[0][k]), static_cast<float>(step.B[1][k]),
+                   static_cast<float>(step.B[2][k]));
+}
+
+// Keeps the pieces whose lanes are not in `out`, in order.
+void DropLanes(CFanStep* pStep, uint32_t out)
+{
+    const int32_t count = pStep->Count;
+    pStep->Count = 0;
+    for (int32_t k = 0; k < count; ++k) {
+        if (!(out & (1u << pStep->Lane[k])))
+            Put(pStep, pStep->Lane[k], EndA(*pStep, k), EndB(*pStep, k));
+    }
+}
+
+uint32_t LanesOf(const CFanStep& step)
+{
+    uint32_t lanes = 0;
+    for (int32_t k = 0; k < step.Count; ++k)
+        lanes |= 1u << step.Lane[k];
+    return lanes;
+}
+
+} // namespace
+
+uint32_t CSightTree::SeesFan(int32_t node, const CVector& from, const CVector* pTo, int32_t count,
+                             CFanStep* pFan, CStep* pStack) const
+{
+    const uint32_t all = (1u << count) - 1u;
+    uint32_t out = 0;   // lanes settled: blocked, or to walk alone
+    uint32_t alone = 0; // lanes found along a plane
+    int32_t top = 1;
+    pFan[0].Node = node;
+    pFan[0].Count = 0;
+    pFan[0].Out = 0;
+    for (int32_t k = 0; k < count; ++k)
+        Put(&pFan[0], static_cast<uint8_t>(k), from, pTo[k]);
+    while (top > 0 && out != all) {
+        CFanStep& step = pFan[top - 1];
+        if (step.Out != out) {
+            DropLanes(&step, out);
+            step.Out = out;
+        }
+        if (step.Node < 0 || step.Count == 0) {
+            if (step.Node == SOLID)
+                out |= LanesOf(step);
+            --top;
+            continue;
+        }
+        const uint32_t alongs = Part(&step, &pFan[top]);
+        alone |= alongs;
+        out |= alongs;
+        if (pFan[top].Count > 0) {
+            pFan[top].Out = out;
+            ++top;
+        }
+    }
+    uint32_t sees = all & ~out;
+    for (int32_t k = 0; k < count; ++k) {
+        if ((alone & (1u << k)) && Sees(node, from, pTo[k], pStack))
+            sees |= 1u << k;
+    }
+    return sees;
+}
+
+// The walk of a fan's step down from its node: while its pieces all go one
+// way it follows them. Where they part, those that go whole behind and the
+// halves behind of those that are cut move to *pBack (for the back child),
+// the rest stay in the step for the front child. Returns the lanes of
+// pieces that lie along the plane there, which are dropped. Stops at once
+// when the step is at a leaf or empty; *pBack is left empty unless it parts.
+FAN_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack) const
+{
+    CFanStep& step = *pStep;
+    pBack->Count = 0;
+    // Every column is measured, the unused ones too (they hold numbers), so
+    // that the loops have a fixed length; the bytes of `live` mask them.
+    uint8_t live[FAN_SIZE];
+    for (int32_t k = 0; k < FAN_SIZE; ++k)
+        live[k] = k < step.Count ? 0xff : 0;
+    float da[FAN_SIZE];
+    float db[FAN_SIZE];
+    uint8_t ways[FAN_SIZE];
+    while (step.Node >= 0 && step.Count > 0) {
+        const CNode& inner = Nodes[static_cast<size_t>(step.Node)];
+        const double* p = inner.Exact;
+        for (int32_t k = 0; k < FAN_SIZE; ++k) {
+            da[k] = static_cast<float>(step.A[0][k] * p[0] + step.A[1][k] * p[1] +
+                                       step.A[2][k] * p[2] + p[3]);
+            db[k] = static_cast<float>(step.B[0][k] * p[0] + step.B[1][k] * p[1] +
+                                       step.B[2][k] * p[2] + p[3]);
+        }
+        // With both distances numbers, a piece goes behind (way 1) when an
+        // end is behind and none in front, in front (2) likewise, is cut (3)
+        // when one end is behind and the other in front, and lies along the
+        // plane (0) when both are on it. Way 4 and up: a distance that is not
+        // a number, for StepOf.
+        uint8_t notBack = 0;
+        uint8_t notFront = 0;
+        for (int32_t k = 0; k < FAN_SIZE; ++k) {
+            const int behind = (da[k] <= -PLANE_EPSILON) | (db[k] <= -PLANE_EPSILON);
+            const int ahead = (da[k] >= PLANE_EPSILON) | (db[k] >= PLANE_EPSILON);
+            const int odd = (da[k] != da[k]) | (db[k] != db[k]);
+            ways[k] = static_cast<uint8_t>(behind | ahead << 1 | odd << 2);
+            notBack |= (ways[k] ^ 1) & live[k];
+            notFront |= (ways[k] ^ 2) & live[k];
+        }
+        if (notBack == 0 || notFront == 0) {
+            step.Node = notBack == 0 ? inner.Back : inner.Front;
+            continue;
+        }
+        return Split(&step, pBack, da, db, ways);
+    }
+    return 0;
+}
+
+// The parting of a step's pieces at its node, by their ways as Part found
+// them.
+uint32_t CSightTree::Split(CFanStep* pStep, CFanStep* pBack, const float* pDa, const float* pDb,
+                           const uint8_t* pWays) const
+{
+    CFanStep& step = *pStep;
+    const int32_t n = step.Node;
+    const CNode& inner = Nodes[static_cast<size_t>(n)];
+    pBack->Node = inner.Back;
+    const int32_t pieces = step.Count;
+    step.Node = inner.Front;
+    step.Count = 0;
+    uint32_t alongs = 0;
+    for (int32_t k = 0; k < pieces; ++k) {
+        EStep way = EStep::Along;
+        if (pWays[k] > 3)
+            way = StepOf(pDa[k], pDb[k]);
+        else if (pWays[k] > 0)
+            way = pWays[k] == 1 ? EStep::Back : pWays[k] == 2 ? EStep::Front : EStep::Cut;
+        const uint8_t lane = step.Lane[k];
+        const CVector a = EndA(step, k);
+        const CVector b = EndB(step, k);
+        if (way == EStep::Back) {
+            Put(pBack, lane, a, b);
+        } else if (way == EStep::Front) {
+            Put(&step, lane, a, b);
+        } else if (way == EStep::Cut) {
+            // The half behind runs from the end behind to the crossing, the
+            // half in front from the crossing to the other end.
+            CVector crossing;
+            IntersectEdge(Planes[static_cast<size_t>(n)], &a, &b, &crossing);
+            const bool bABehind = pDa[k] <= -PLANE_EPSILON;
+            Put(pBack, lane, bABehind ? a : b, crossing);
+            Put(&step, lane, crossing, bABehind ? b : a);
+        } else {
+            alongs |= 1u << lane;
+        }
+    }
+    return alongs;
+}

@@ -1,0 +1,32 @@
+#pragma once
+// The one rule by which every segment walk of the light's line of sight
+// takes a piece of segment at a node, from the distances of its two ends to
+// the node's plane rounded to float: an end within PLANE_EPSILON lies on the
+// plane and goes the way of the other end.
+#include "geometry/vector.h"
+
+#include <cstdint>
+
+enum class EStep : uint8_t {
+    Back = 0,  // whole, behind
+    Front = 1, // whole, in front
+    Cut = 2,   // the ends lie on either side: a half goes each way
+    Along = 3  // both ends on the plane: it passes when either side passes it
+};
+
+inline EStep StepOf(float da, float db)
+{
+    const bool bAOn = da > -PLANE_EPSILON && da < PLANE_EPSILON;
+    const bool bBOn = db > -PLANE_EPSILON && db < PLANE_EPSILON;
+    if (bAOn && bBOn)
+        return EStep::Along;
+    if (bAOn)
+        return db <= -PLANE_EPSILON ? EStep::Back : EStep::Front;
+    if (bBOn)
+        return da <= -PLANE_EPSILON ? EStep::Back : EStep::Front;
+    // Both ends on one side (a distance that is not a number counts as in
+    // front).
+    if (da <= -PLANE_EPSILON ? !(db >= PLANE_EPSILON) : !(db <= -PLANE_EPSILON))
+        return da <= -PLANE_EPSILON ? EStep::Back : EStep::Front;
+    return EStep::Cut;
+}
