@@ -645,39 +645,34 @@ private:
     enum class ESettled : uint8_t { Whole, Quarter, Block, Walked };
 
     // Line of sight from a source to sample i of the receiver: settled for
-    // whole blocks of both when the tests of blocks can, the whole pair of
-    // faces first, then quarters, then (from an emitting face) its block of 4
-    // by 4 samples to the sample's block. Else Walk: its segment is to be
-    // walked from *pEntry, the deepest node that the blocks share (unless a
-    // test of blocks walked it already as a witness).
+    // whole blocks of both when the tests of blocks can: the whole pair of
+    // faces first; then, from an emitting face, quarters of both and its
+    // block of 4 by 4 samples to the sample's block. Else Walk: its segment
+    // is to be walked from *pEntry, the deepest node that the blocks share
+    // (unless a test of blocks walked it already as a witness). From a single
+    // source, a quarter's test costs more than the fans of walks it saves.
     EBlockSight InSight(const CGroup& group, const CSource& source, int32_t i, const CVector& at,
                         ESettled* pSettled, int32_t* pEntry)
     {
-        const int32_t block = BlockOf(i);
-        const CSightBox* pSourceBoxes =
-            group.FirstBlockBox >= 0 ? &Pass.BlockBoxes[static_cast<size_t>(group.FirstBlockBox)]
-                                     : nullptr;
-        auto sourceBox = [&](int32_t index) -> const CSightBox& {
-            return pSourceBoxes ? pSourceBoxes[index] : group.Box;
-        };
         CWitness witness{source.Lumel.Position, at};
         const EBlockSight whole =
             Settle(&Whole[0], &witness, group.Box, Blocks[BLOCK_COUNT + QUARTER_COUNT]);
         *pSettled = ESettled::Whole;
         if (whole != EBlockSight::Walk)
             return whole;
-        const int32_t sourceQuarter = QuarterOf(source.Block);
-        const int32_t quarter = QuarterOf(block);
-        const EBlockSight part =
-            Settle(&Quarters[sourceQuarter][quarter], &witness,
-                   sourceBox(BLOCK_COUNT + sourceQuarter), Blocks[BLOCK_COUNT + quarter]);
-        *pSettled = ESettled::Quarter;
-        if (part != EBlockSight::Walk)
-            return part;
-        if (pSourceBoxes) {
-            // A block of an emitting face to a block of this one.
+        if (group.FirstBlockBox >= 0) {
+            const CSightBox* pSourceBoxes = &Pass.BlockBoxes[static_cast<size_t>(group.FirstBlockBox)];
+            const int32_t block = BlockOf(i);
+            const int32_t sourceQuarter = QuarterOf(source.Block);
+            const int32_t quarter = QuarterOf(block);
+            const EBlockSight part =
+                Settle(&Quarters[sourceQuarter][quarter], &witness,
+                       pSourceBoxes[BLOCK_COUNT + sourceQuarter], Blocks[BLOCK_COUNT + quarter]);
+            *pSettled = ESettled::Quarter;
+            if (part != EBlockSight::Walk)
+                return part;
             const EBlockSight blocks = Settle(&BlockPairs[source.Block][block], &witness,
-                                              sourceBox(source.Block), Blocks[block]);
+                                              pSourceBoxes[source.Block], Blocks[block]);
             *pSettled = ESettled::Block;
             if (blocks != EBlockSight::Walk)
                 return blocks;
