@@ -37,6 +37,18 @@ void Put(CFanStep* pTo, uint8_t lane, const CVector& a, const CVector& b)
     pTo->B[2][n] = b.z;
 }
 
+// Piece k of `from` put in *pTo as it stands (pTo may be from itself, as
+// long as no piece after k has been written).
+void Move(CFanStep* pTo, const CFanStep& from, int32_t k)
+{
+    const int32_t n = pTo->Count++;
+    pTo->Lane[n] = from.Lane[k];
+    for (int32_t axis = 0; axis < 3; ++axis) {
+        pTo->A[axis][n] = from.A[axis][k];
+        pTo->B[axis][n] = from.B[axis][k];
+    }
+}
+
 CVector EndA(const CFanStep& step, int32_t k)
 {
     return CVector(static_cast<float>(step.A[0][k]), static_cast<float>(step.A[1][k]),
@@ -56,7 +68,7 @@ void DropLanes(CFanStep* pStep, uint32_t out)
     pStep->Count = 0;
     for (int32_t k = 0; k < count; ++k) {
         if (!(out & (1u << pStep->Lane[k])))
-            Put(pStep, pStep->Lane[k], EndA(*pStep, k), EndB(*pStep, k));
+            Move(pStep, *pStep, k);
     }
 }
 
@@ -180,23 +192,23 @@ uint32_t CSightTree::Split(CFanStep* pStep, CFanStep* pBack, const float* pDa, c
             way = StepOf(pDa[k], pDb[k]);
         else if (pWays[k] > 0)
             way = pWays[k] == 1 ? EStep::Back : pWays[k] == 2 ? EStep::Front : EStep::Cut;
-        const uint8_t lane = step.Lane[k];
-        const CVector a = EndA(step, k);
-        const CVector b = EndB(step, k);
         if (way == EStep::Back) {
-            Put(pBack, lane, a, b);
+            Move(pBack, step, k);
         } else if (way == EStep::Front) {
-            Put(&step, lane, a, b);
+            Move(&step, step, k);
         } else if (way == EStep::Cut) {
             // The half behind runs from the end behind to the crossing, the
             // half in front from the crossing to the other end.
+            const uint8_t lane = step.Lane[k];
+            const CVector a = EndA(step, k);
+            const CVector b = EndB(step, k);
             CVector crossing;
             IntersectEdge(Planes[static_cast<size_t>(n)], &a, &b, &crossing);
             const bool bABehind = pDa[k] <= -PLANE_EPSILON;
             Put(pBack, lane, bABehind ? a : b, crossing);
             Put(&step, lane, crossing, bABehind ? b : a);
         } else {
-            alongs |= 1u << lane;
+            alongs |= 1u << step.Lane[k];
         }
     }
     return alongs;
