@@ -661,7 +661,8 @@ private:
         if (whole != EBlockSight::Walk)
             return whole;
         if (group.FirstBlockBox >= 0) {
-            const CSightBox* pSourceBoxes = &Pass.BlockBoxes[static_cast<size_t>(group.FirstBlockBox)];
+            const CSightBox* pSourceBoxes =
+                &Pass.BlockBoxes[static_cast<size_t>(group.FirstBlockBox)];
             const int32_t block = BlockOf(i);
             const int32_t sourceQuarter = QuarterOf(source.Block);
             const int32_t quarter = QuarterOf(block);

@@ -13,6 +13,8 @@
 // - a pair's segments are first tested in blocks (BoxesInSight): a block of
 //   sources and a block of samples that are surely in sight of each other
 //   need no segment walk of their own;
+// - the segments from one source to a block of samples that must be walked
+//   go down the tree together, as a fan (CSightTree::SeesFan);
 // - threads divide the receiving faces among them: a face takes its shots in
 //   the order of the walk, from one thread only.
 // Memory grows with the number of samples and of source-face pairs in
