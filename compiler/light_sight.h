@@ -118,7 +118,7 @@ private:
     static bool KeyOf(const CPlane& plane, std::array<float, 4>* pKey);
     uint32_t Part(CFanStep* pStep, CFanStep* pBack) const;
     uint32_t Split(CFanStep* pStep, CFanStep* pBack, const float* pDa, const float* pDb,
-                   const uint8_t* pWays) const;
+                   const int32_t* pWays) const;
     bool BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_t* pWork) const;
     bool BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox& b, int32_t* pWork,
                       int32_t alternatives) const;

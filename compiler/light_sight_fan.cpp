@@ -134,12 +134,12 @@ FAN_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack) const
     pBack->Count = 0;
     // Every column is measured, the unused ones too (they hold numbers), so
     // that the loops have a fixed length; the bytes of `live` mask them.
-    uint8_t live[FAN_SIZE];
+    int32_t live[FAN_SIZE];
     for (int32_t k = 0; k < FAN_SIZE; ++k)
-        live[k] = k < step.Count ? 0xff : 0;
+        live[k] = k < step.Count ? -1 : 0;
     float da[FAN_SIZE];
     float db[FAN_SIZE];
-    uint8_t ways[FAN_SIZE];
+    int32_t ways[FAN_SIZE];
     while (step.Node >= 0 && step.Count > 0) {
         const CNode& inner = Nodes[static_cast<size_t>(step.Node)];
         const double* p = inner.Exact;
@@ -154,13 +154,13 @@ FAN_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack) const
         // when one end is behind and the other in front, and lies along the
         // plane (0) when both are on it. Way 4 and up: a distance that is not
         // a number, for StepOf.
-        uint8_t notBack = 0;
-        uint8_t notFront = 0;
+        int32_t notBack = 0;
+        int32_t notFront = 0;
         for (int32_t k = 0; k < FAN_SIZE; ++k) {
-            const int behind = (da[k] <= -PLANE_EPSILON) | (db[k] <= -PLANE_EPSILON);
-            const int ahead = (da[k] >= PLANE_EPSILON) | (db[k] >= PLANE_EPSILON);
-            const int odd = (da[k] != da[k]) | (db[k] != db[k]);
-            ways[k] = static_cast<uint8_t>(behind | ahead << 1 | odd << 2);
+            const int32_t behind = (da[k] <= -PLANE_EPSILON) | (db[k] <= -PLANE_EPSILON);
+            const int32_t ahead = (da[k] >= PLANE_EPSILON) | (db[k] >= PLANE_EPSILON);
+            const int32_t odd = (da[k] != da[k]) | (db[k] != db[k]);
+            ways[k] = behind | ahead << 1 | odd << 2;
             notBack |= (ways[k] ^ 1) & live[k];
             notFront |= (ways[k] ^ 2) & live[k];
         }
@@ -176,7 +176,7 @@ FAN_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack) const
 // The parting of a step's pieces at its node, by their ways as Part found
 // them.
 uint32_t CSightTree::Split(CFanStep* pStep, CFanStep* pBack, const float* pDa, const float* pDb,
-                           const uint8_t* pWays) const
+                           const int32_t* pWays) const
 {
     CFanStep& step = *pStep;
     const int32_t n = step.Node;
