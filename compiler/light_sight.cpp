@@ -640,12 +640,34 @@ bool CSightTree::BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox&
     while (top > 0) {
         if (++*pWork > BOX_WORK_LIMIT)
             return false;
-        const CPending pending = stack[--top];
+        CPending pending = stack[--top];
+        // Down while every segment goes whole one way, with the boxes as
+        // they are: a box may hold more than the ends that go on, which
+        // proves as much.
+        CSides p = SidesAt(Planes[static_cast<size_t>(pending.Node)],
+                           PlaneIds[static_cast<size_t>(pending.Node)], pending.A);
+        CSides q = SidesAt(Planes[static_cast<size_t>(pending.Node)],
+                           PlaneIds[static_cast<size_t>(pending.Node)], pending.B);
+        for (EWay way = WholeWay(p, q); way != EWay::Split; way = WholeWay(p, q)) {
+            const CNode& whole = Nodes[static_cast<size_t>(pending.Node)];
+            pending.Node = way == EWay::Back ? whole.Back : whole.Front;
+            if (pending.Node < 0 || ++*pWork > BOX_WORK_LIMIT)
+                break;
+            p = SidesAt(Planes[static_cast<size_t>(pending.Node)],
+                        PlaneIds[static_cast<size_t>(pending.Node)], pending.A);
+            q = SidesAt(Planes[static_cast<size_t>(pending.Node)],
+                        PlaneIds[static_cast<size_t>(pending.Node)], pending.B);
+        }
+        if (pending.Node < 0) {
+            if (pending.Node == SOLID)
+                return false;
+            continue;
+        }
+        if (*pWork > BOX_WORK_LIMIT)
+            return false;
         const CNode& inner = Nodes[static_cast<size_t>(pending.Node)];
         const CPlane& plane = Planes[static_cast<size_t>(pending.Node)];
         const int32_t id = PlaneIds[static_cast<size_t>(pending.Node)];
-        const CSides p = SidesAt(plane, id, pending.A);
-        const CSides q = SidesAt(plane, id, pending.B);
         // Every segment lies along the plane: it sees when it passes on
         // either side, which a walk of each side in turn may prove.
         const bool bAllOn = !p.bBack && !p.bFront && !q.bBack && !q.bFront;
