@@ -541,7 +541,6 @@ private:
             // A block out of the source's reach, or wholly behind its
             // plane, gets nothing from it.
             if (k % BLOCK_SAMPLES == 0) {
-                Flush();
                 const CSightBox& block = Blocks[BlockOf(i)];
                 if (BeyondReach(source.Reach, DistanceToBox(block, at)) ||
                     (group.bPlaneTest && HighestDistance(source.Plane, block) < -SIDE_MARGIN)) {
@@ -593,9 +592,9 @@ private:
 
     // A shot whose segment must be walked waits in the fan of its source and
     // entry node. The fan is walked when it is full, when a shot from
-    // another entry comes, at the start of each block of samples and at the
-    // end of the source. A source gives each sample one shot at most, so the
-    // order in which they land does not matter.
+    // another entry comes (the next block's, from an emitting face), and at
+    // the end of the source. A source gives each sample one shot at most, so
+    // the order in which they land does not matter.
     void Defer(const CVector& from, int32_t entry, int32_t sample, const CLightRecord& shot)
     {
         if (nFan > 0 && (nFanEntry != entry || nFan == CSightTree::FAN_SIZE))

@@ -47,7 +47,7 @@ public:
     };
 
     // Segments from one point to several, walked together: a fan.
-    static constexpr int32_t FAN_SIZE = 16;
+    static constexpr int32_t FAN_SIZE = 32;
     // The pieces of a fan's segments that enter a node, by lane (the
     // segment's number in the fan), their ends in columns.
     struct CFanStep {

@@ -85,7 +85,7 @@ uint32_t LanesOf(const CFanStep& step)
 uint32_t CSightTree::SeesFan(int32_t node, const CVector& from, const CVector* pTo, int32_t count,
                              CFanStep* pFan, CStep* pStack) const
 {
-    const uint32_t all = (1u << count) - 1u;
+    const uint32_t all = count >= 32 ? ~0u : (1u << count) - 1u;
     uint32_t out = 0;   // lanes settled: blocked, or to walk alone
     uint32_t alone = 0; // lanes found along a plane
     int32_t top = 1;
