@@ -566,6 +566,51 @@ TEST_F(SightFanTest, EachLaneAnswersAsItsOwnWalk)
     EXPECT_GT(mixed, 30);
 }
 
+// Tests of whole boxes of segments prove only what every segment's own walk
+// gives: boxes found in sight have every segment between their corners and
+// centres seeing, boxes found blocked none. Boxes stand in the rooms, in the
+// walls and across them; each answer is proved many times.
+TEST_F(SightFanTest, BoxesFoundInSightOrBlockedHoldForEverySegment)
+{
+    LitMap map(Write("rooms.map", TwoRoomMap("", SlantedBrushes())));
+    ASSERT_TRUE(map.bReady);
+    const CSightTree sight(map.pRoot);
+    std::vector<CSightTree::CStep> stack(static_cast<size_t>(sight.StackSize()));
+    std::vector<CSightBox> boxes;
+    std::vector<std::vector<CVector>> points;
+    for (float x = -264; x < 270; x += 44)
+        for (float y = -136; y < 140; y += 68)
+            for (float z : {24.0f, 60.0f, 150.0f}) {
+                CSightBox box;
+                std::vector<CVector> in;
+                for (const float dx : {0.0f, 6.0f})
+                    for (const float dy : {0.0f, 6.0f})
+                        for (const float dz : {0.0f, 6.0f})
+                            in.emplace_back(x + dx, y + dy, z + dz);
+                in.emplace_back(x + 3.0f, y + 3.0f, z + 3.0f);
+                for (const CVector& p : in)
+                    box.Add(p);
+                boxes.push_back(box);
+                points.push_back(in);
+            }
+    int32_t proved[2] = {0, 0};
+    for (size_t i = 0; i < boxes.size(); ++i) {
+        for (size_t j = i; j < boxes.size(); j += 3) {
+            const bool bSee = sight.BoxesSee(sight.Root(), boxes[i], boxes[j]);
+            const bool bBlocked = sight.BoxesBlocked(sight.Root(), boxes[i], boxes[j]);
+            ASSERT_FALSE(bSee && bBlocked) << i << " " << j;
+            if (!bSee && !bBlocked)
+                continue;
+            ++proved[bSee];
+            for (const CVector& a : points[i])
+                for (const CVector& b : points[j])
+                    ASSERT_EQ(sight.Sees(sight.Root(), a, b, stack.data()), bSee) << i << " " << j;
+        }
+    }
+    EXPECT_GT(proved[0], 1000);
+    EXPECT_GT(proved[1], 150);
+}
+
 // A tree made by hand for exact values: the root holds faces, so every line
 // of sight ends at once (the root counts as a reached leaf); below it a
 // front and a back leaf. Each grid's samples stand where a test puts them.
