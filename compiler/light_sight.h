@@ -73,7 +73,7 @@ public:
     // Sees from the place `node` for the segments from `from` to each of
     // the first `count` points of pTo (count <= FAN_SIZE): bit k of the
     // answer is the sight of pTo[k]. The walks go node by node together, each
-    // piece with the rounding of its own walk; a segment found lying along a
+    // piece with the rounding of its own walk; a piece found lying along a
     // plane is walked on its own. pFan and pStack hold StackSize() entries.
     uint32_t SeesFan(int32_t node, const CVector& from, const CVector* pTo, int32_t count,
                      CFanStep* pFan, CStep* pStack) const;
@@ -116,9 +116,9 @@ private:
     // The plane key of a plane: turned so that its first non-zero component
     // is positive; false when it is not finite.
     static bool KeyOf(const CPlane& plane, std::array<float, 4>* pKey);
-    uint32_t Part(CFanStep* pStep, CFanStep* pBack) const;
+    uint32_t Part(CFanStep* pStep, CFanStep* pBack, CStep* pStack) const;
     uint32_t Split(CFanStep* pStep, CFanStep* pBack, const float* pDa, const float* pDb,
-                   const int32_t* pWays) const;
+                   const int32_t* pWays, CStep* pStack) const;
     bool BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_t* pWork) const;
     bool BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox& b, int32_t* pWork,
                       int32_t alternatives) const;

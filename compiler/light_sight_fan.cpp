@@ -9,9 +9,8 @@
 // own segment alone. So the segments of a fan go down the tree together: at
 // each node the pieces that enter it are measured in one loop, go on
 // together while they all go one way, and part only where they do. A lane
-// is out once a piece of it meets solid. A segment found lying along a plane
-// (it sees when either side passes it) leaves the fan and is walked on its
-// own.
+// is out once a piece of it meets solid. A piece found lying along a plane
+// (it passes when either side passes it) is walked on its own from there.
 
 // The loops of a fan's step run four lanes at a time where the processor
 // can; the sums are the same, operation for operation.
@@ -86,8 +85,7 @@ uint32_t CSightTree::SeesFan(int32_t node, const CVector& from, const CVector* p
                              CFanStep* pFan, CStep* pStack) const
 {
     const uint32_t all = count >= 32 ? ~0u : (1u << count) - 1u;
-    uint32_t out = 0;   // lanes settled: blocked, or to walk alone
-    uint32_t alone = 0; // lanes found along a plane
+    uint32_t out = 0; // lanes blocked
     int32_t top = 1;
     pFan[0].Node = node;
     pFan[0].Count = 0;
@@ -106,29 +104,23 @@ uint32_t CSightTree::SeesFan(int32_t node, const CVector& from, const CVector* p
             --top;
             continue;
         }
-        const uint32_t alongs = Part(&step, &pFan[top]);
-        alone |= alongs;
-        out |= alongs;
+        out |= Part(&step, &pFan[top], pStack);
         if (pFan[top].Count > 0) {
             pFan[top].Out = out;
             ++top;
         }
     }
-    uint32_t sees = all & ~out;
-    for (int32_t k = 0; k < count; ++k) {
-        if ((alone & (1u << k)) && Sees(node, from, pTo[k], pStack))
-            sees |= 1u << k;
-    }
-    return sees;
+    return all & ~out;
 }
 
 // The walk of a fan's step down from its node: while its pieces all go one
 // way it follows them. Where they part, those that go whole behind and the
 // halves behind of those that are cut move to *pBack (for the back child),
-// the rest stay in the step for the front child. Returns the lanes of
-// pieces that lie along the plane there, which are dropped. Stops at once
-// when the step is at a leaf or empty; *pBack is left empty unless it parts.
-FAN_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack) const
+// the rest stay in the step for the front child; a piece that lies along
+// the plane there is walked on its own (with pStack) and dropped. Returns
+// the lanes that such a walk found blocked. Stops at once when the step is
+// at a leaf or empty; *pBack is left empty unless it parts.
+FAN_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack, CStep* pStack) const
 {
     CFanStep& step = *pStep;
     pBack->Count = 0;
@@ -168,7 +160,7 @@ FAN_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack) const
             step.Node = notBack == 0 ? inner.Back : inner.Front;
             continue;
         }
-        return Split(&step, pBack, da, db, ways);
+        return Split(&step, pBack, da, db, ways, pStack);
     }
     return 0;
 }
@@ -176,7 +168,7 @@ FAN_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack) const
 // The parting of a step's pieces at its node, by their ways as Part found
 // them.
 uint32_t CSightTree::Split(CFanStep* pStep, CFanStep* pBack, const float* pDa, const float* pDb,
-                           const int32_t* pWays) const
+                           const int32_t* pWays, CStep* pStack) const
 {
     CFanStep& step = *pStep;
     const int32_t n = step.Node;
@@ -185,7 +177,7 @@ uint32_t CSightTree::Split(CFanStep* pStep, CFanStep* pBack, const float* pDa, c
     const int32_t pieces = step.Count;
     step.Node = inner.Front;
     step.Count = 0;
-    uint32_t alongs = 0;
+    uint32_t blocked = 0;
     for (int32_t k = 0; k < pieces; ++k) {
         EStep way = EStep::Along;
         if (pWays[k] > 3)
@@ -208,8 +200,10 @@ uint32_t CSightTree::Split(CFanStep* pStep, CFanStep* pBack, const float* pDa, c
             Put(pBack, lane, bABehind ? a : b, crossing);
             Put(&step, lane, crossing, bABehind ? b : a);
         } else {
-            alongs |= 1u << step.Lane[k];
+            // Along the plane: walked from here on its own, both ways.
+            if (!Sees(n, EndA(step, k), EndB(step, k), pStack))
+                blocked |= 1u << step.Lane[k];
         }
     }
-    return alongs;
+    return blocked;
 }
