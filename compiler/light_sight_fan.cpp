@@ -23,6 +23,7 @@
 namespace {
 
 using CFanStep = CSightTree::CFanStep;
+static_assert(CSightTree::FAN_SIZE <= 32, "a fan's lanes are the bits of a 32-bit word");
 
 void Put(CFanStep* pTo, uint8_t lane, const CVector& a, const CVector& b)
 {
@@ -84,7 +85,7 @@ uint32_t LanesOf(const CFanStep& step)
 uint32_t CSightTree::SeesFan(int32_t node, const CVector& from, const CVector* pTo, int32_t count,
                              CFanStep* pFan, CStep* pStack) const
 {
-    const uint32_t all = count >= 32 ? ~0u : (1u << count) - 1u;
+    const uint32_t all = count >= 32 ? ~0u : (1u << count) - 1u; // a shift by 32 is undefined
     uint32_t out = 0; // lanes blocked
     int32_t top = 1;
     pFan[0].Node = node;
@@ -125,7 +126,7 @@ FAN_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack, CStep* pS
     CFanStep& step = *pStep;
     pBack->Count = 0;
     // Every column is measured, the unused ones too (they hold numbers), so
-    // that the loops have a fixed length; the bytes of `live` mask them.
+    // that the loops have a fixed length; the words of `live` mask them.
     int32_t live[FAN_SIZE];
     for (int32_t k = 0; k < FAN_SIZE; ++k)
         live[k] = k < step.Count ? -1 : 0;
