@@ -569,7 +569,8 @@ TEST_F(SightFanTest, EachLaneAnswersAsItsOwnWalk)
 // Tests of whole boxes of segments prove only what every segment's own walk
 // gives: boxes found in sight have every segment between their corners and
 // centres seeing, boxes found blocked none. Boxes stand in the rooms, in the
-// walls and across them; each answer is proved many times.
+// walls and across them, and flat on the floor's plane; each answer is
+// proved many times.
 TEST_F(SightFanTest, BoxesFoundInSightOrBlockedHoldForEverySegment)
 {
     LitMap map(Write("rooms.map", TwoRoomMap("", SlantedBrushes())));
@@ -580,14 +581,15 @@ TEST_F(SightFanTest, BoxesFoundInSightOrBlockedHoldForEverySegment)
     std::vector<std::vector<CVector>> points;
     for (float x = -264; x < 270; x += 44)
         for (float y = -136; y < 140; y += 68)
-            for (float z : {24.0f, 60.0f, 150.0f}) {
+            for (float z : {24.0f, 29.0f, 32.0f, 60.0f, 150.0f}) {
                 CSightBox box;
                 std::vector<CVector> in;
+                const float height = z == 32.0f ? 0.0f : 6.0f;
                 for (const float dx : {0.0f, 6.0f})
                     for (const float dy : {0.0f, 6.0f})
-                        for (const float dz : {0.0f, 6.0f})
+                        for (const float dz : {0.0f, height})
                             in.emplace_back(x + dx, y + dy, z + dz);
-                in.emplace_back(x + 3.0f, y + 3.0f, z + 3.0f);
+                in.emplace_back(x + 3.0f, y + 3.0f, z + height / 2);
                 for (const CVector& p : in)
                     box.Add(p);
                 boxes.push_back(box);
