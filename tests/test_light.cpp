@@ -539,9 +539,10 @@ TEST_F(SightFanTest, EachLaneAnswersAsItsOwnWalk)
     std::vector<CSightTree::CStep> stack(static_cast<size_t>(sight.StackSize()));
     std::vector<CSightTree::CFanStep> fan(static_cast<size_t>(sight.StackSize()));
     std::vector<CVector> points;
+    // World y is height: the floor's top lies at 32.
     for (float x = -250; x < 256; x += 41)
-        for (float y = -120; y < 128; y += 37)
-            for (float z : {32.0f, 33.5f, 90.0f, 150.0f})
+        for (float z = -120; z < 128; z += 37)
+            for (float y : {32.0f, 33.5f, 90.0f, 150.0f})
                 points.emplace_back(x, y, z);
     points.emplace_back(NAN, 0.0f, 60.0f);
     int32_t counts[2] = {0, 0};
@@ -579,17 +580,18 @@ TEST_F(SightFanTest, BoxesFoundInSightOrBlockedHoldForEverySegment)
     std::vector<CSightTree::CStep> stack(static_cast<size_t>(sight.StackSize()));
     std::vector<CSightBox> boxes;
     std::vector<std::vector<CVector>> points;
+    // World y is height: the floor's top lies at 32.
     for (float x = -264; x < 270; x += 44)
-        for (float y = -136; y < 140; y += 68)
-            for (float z : {24.0f, 29.0f, 32.0f, 60.0f, 150.0f}) {
+        for (float z = -136; z < 140; z += 68)
+            for (float y : {24.0f, 29.0f, 32.0f, 60.0f, 150.0f}) {
                 CSightBox box;
                 std::vector<CVector> in;
-                const float height = z == 32.0f ? 0.0f : 6.0f;
+                const float height = y == 32.0f ? 0.0f : 6.0f;
                 for (const float dx : {0.0f, 6.0f})
-                    for (const float dy : {0.0f, 6.0f})
-                        for (const float dz : {0.0f, height})
+                    for (const float dy : {0.0f, height})
+                        for (const float dz : {0.0f, 6.0f})
                             in.emplace_back(x + dx, y + dy, z + dz);
-                in.emplace_back(x + 3.0f, y + 3.0f, z + height / 2);
+                in.emplace_back(x + 3.0f, y + height / 2, z + 3.0f);
                 for (const CVector& p : in)
                     box.Add(p);
                 boxes.push_back(box);
