@@ -522,6 +522,30 @@ TEST_P(LitMapTest, FastPassesOnAnyThreadsMatchThePassesStepByStep)
     }
 }
 
+// A shared map of a few brushes at odd angles, lit by its light entity with
+// one bounce: its slanted faces meet planes in every way that the tests of
+// blocks must allow for.
+TEST(SharedLitMapTest, AngledBrushesLightAsStepByStep)
+{
+    const std::string path = SharedMap("qbsp_angled_brush.map");
+    LitMap map(path);
+    ASSERT_TRUE(map.bReady);
+    std::vector<CEntity> entities;
+    ASSERT_TRUE(ReadEntities(path.c_str(), &entities));
+    const std::vector<CPointLight> points = ReadLightEntities(entities, CVector()).Points;
+    ASSERT_EQ(points.size(), 1u);
+
+    map.MakeFreshGrids("");
+    ShootPointStepByStep(map.pRoot, points[0]);
+    AverageGrids(map.pRoot);
+    ShootBounceStepByStep(map.pRoot, map.pRoot);
+    const std::vector<int32_t> expected = map.Values();
+    ASSERT_GT(std::count_if(expected.begin(), expected.end(), [](int32_t v) { return v > 0; }),
+              1000);
+    map.Light("", 1, 2, points);
+    EXPECT_TRUE(map.Values() == expected);
+}
+
 INSTANTIATE_TEST_SUITE_P(Rooms, LitMapTest, ::testing::Bool(),
                          [](const auto& info) { return info.param ? "Slanted" : "Square"; });
 
