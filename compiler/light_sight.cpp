@@ -641,22 +641,22 @@ bool CSightTree::BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox&
         if (++*pWork > BOX_WORK_LIMIT)
             return false;
         CPending pending = stack[--top];
+        auto sidesOf = [&](const CSightBox& box) {
+            const size_t at = static_cast<size_t>(pending.Node);
+            return SidesAt(Planes[at], PlaneIds[at], box);
+        };
         // Down while every segment goes whole one way, with the boxes as
         // they are: a box may hold more than the ends that go on, which
         // proves as much.
-        CSides p = SidesAt(Planes[static_cast<size_t>(pending.Node)],
-                           PlaneIds[static_cast<size_t>(pending.Node)], pending.A);
-        CSides q = SidesAt(Planes[static_cast<size_t>(pending.Node)],
-                           PlaneIds[static_cast<size_t>(pending.Node)], pending.B);
+        CSides p = sidesOf(pending.A);
+        CSides q = sidesOf(pending.B);
         for (EWay way = WholeWay(p, q); way != EWay::Split; way = WholeWay(p, q)) {
             const CNode& whole = Nodes[static_cast<size_t>(pending.Node)];
             pending.Node = way == EWay::Back ? whole.Back : whole.Front;
             if (pending.Node < 0 || ++*pWork > BOX_WORK_LIMIT)
                 break;
-            p = SidesAt(Planes[static_cast<size_t>(pending.Node)],
-                        PlaneIds[static_cast<size_t>(pending.Node)], pending.A);
-            q = SidesAt(Planes[static_cast<size_t>(pending.Node)],
-                        PlaneIds[static_cast<size_t>(pending.Node)], pending.B);
+            p = sidesOf(pending.A);
+            q = sidesOf(pending.B);
         }
         if (pending.Node < 0) {
             if (pending.Node == SOLID)

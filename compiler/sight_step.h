@@ -8,10 +8,10 @@
 #include <cstdint>
 
 enum class EStep : uint8_t {
-    Back = 0,  // whole, behind
-    Front = 1, // whole, in front
-    Cut = 2,   // the ends lie on either side: a half goes each way
-    Along = 3  // both ends on the plane: it passes when either side passes it
+    Back,  // whole, behind
+    Front, // whole, in front
+    Cut,   // the ends lie on either side: a half goes each way
+    Along  // both ends on the plane: it passes when either side passes it
 };
 
 inline EStep StepOf(float da, float db)
