@@ -13,3 +13,12 @@ void ForEachSetBit(const uint64_t* pWords, size_t words, Visit&& visit)
             visit(w * 64 + static_cast<size_t>(__builtin_ctzll(bits)));
     }
 }
+
+// A hash of the first 'words' words, for the keys of hash tables.
+inline uint64_t HashOfWords(const uint64_t* pWords, size_t words)
+{
+    uint64_t hash = 0;
+    for (size_t w = 0; w < words; ++w)
+        hash = (hash ^ pWords[w]) * 0x9E3779B97F4A7C15ull;
+    return hash;
+}

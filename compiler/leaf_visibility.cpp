@@ -56,14 +56,6 @@ void ClustersSeenFrom(const CFlowGraph& graph, const CClusterSets& seen, int32_t
     }
 }
 
-uint64_t HashOf(const std::vector<uint64_t>& set)
-{
-    uint64_t hash = 0;
-    for (const uint64_t word : set)
-        hash = (hash ^ word) * 0x100000001b3ull;
-    return hash;
-}
-
 } // namespace
 
 void CLeafVisibility::SetRows(const CFlowGraph& graph, const CClusterSets& seen)
@@ -75,7 +67,7 @@ void CLeafVisibility::SetRows(const CFlowGraph& graph, const CClusterSets& seen)
     std::vector<uint64_t> other;
     for (int32_t c = 0; c < ClusterCount(); ++c) {
         ClustersSeenFrom(graph, seen, c, &set);
-        std::vector<int32_t>& same = made[HashOf(set)];
+        std::vector<int32_t>& same = made[HashOfWords(set.data(), set.size())];
         const auto equal = std::find_if(same.begin(), same.end(), [&](int32_t d) {
             ClustersSeenFrom(graph, seen, d, &other);
             return other == set;
@@ -130,9 +122,11 @@ std::vector<uint8_t> FileRows(const CLeafVisibility& visibility,
     const int32_t leafCount = static_cast<int32_t>(leaves.size());
     const size_t rowBytes = static_cast<size_t>(VisibilityRowBytes(leafCount));
     std::vector<uint8_t> rows(rowBytes * static_cast<size_t>(leafCount), 0);
+    std::vector<int32_t> indexOf(leaves.size()); // by written leaf
     std::vector<int32_t> written(visibility.Leaves().size(), -1); // by visibility index
     for (int32_t i = 0; i < leafCount; ++i) {
         const int32_t index = visibility.IndexOf(leaves[static_cast<size_t>(i)]);
+        indexOf[static_cast<size_t>(i)] = index;
         if (index >= 0)
             written[static_cast<size_t>(index)] = i;
     }
@@ -143,7 +137,7 @@ std::vector<uint8_t> FileRows(const CLeafVisibility& visibility,
         bSameOrder = written[k] == static_cast<int32_t>(k);
     const size_t copyBytes = std::min(rowBytes, visibility.RowWords() * 8);
     for (int32_t i = 0; i < leafCount; ++i) {
-        const int32_t index = visibility.IndexOf(leaves[static_cast<size_t>(i)]);
+        const int32_t index = indexOf[static_cast<size_t>(i)];
         if (index < 0)
             continue;
         uint8_t* pRow = &rows[static_cast<size_t>(i) * rowBytes];

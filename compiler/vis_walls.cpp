@@ -1,5 +1,7 @@
 #include "compiler/vis_walls.h"
 
+#include "compiler/bit_words.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -32,10 +34,9 @@ constexpr double WALL_CELLS_AT_MOST = 256.0;
 // each wall found is still tested in full.
 uint64_t PlaceKey(int64_t distance, int64_t x, int64_t y, int64_t z)
 {
-    uint64_t key = 0;
-    for (const int64_t part : {distance, x, y, z})
-        key = (key ^ static_cast<uint64_t>(part)) * 0x9E3779B97F4A7C15ull;
-    return key;
+    const uint64_t parts[4] = {static_cast<uint64_t>(distance), static_cast<uint64_t>(x),
+                               static_cast<uint64_t>(y), static_cast<uint64_t>(z)};
+    return HashOfWords(parts, 4);
 }
 
 CPoint Normalised(const CPoint& p) { return p * (1.0 / std::sqrt(Dot(p, p))); }
