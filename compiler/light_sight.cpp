@@ -353,17 +353,10 @@ bool WalkSegment(const TView& view, typename TView::Node node, const CVector& fr
             } else {
                 if (top == capacity)
                     return false;
-                CVector crossing;
-                IntersectEdge(view.Plane(node), &a, &b, &crossing);
-                // The back half first, from its end behind the plane; the
-                // front half runs from the crossing to the end in front.
-                if (da <= -PLANE_EPSILON) {
-                    pStack[top++] = {view.Front(node), false, crossing, b};
-                    setEnds(a, crossing);
-                } else {
-                    pStack[top++] = {view.Front(node), false, crossing, a};
-                    setEnds(b, crossing);
-                }
+                // The back half first; the front half waits.
+                const CHalves halves = CutHalves(view.Plane(node), a, b, da);
+                pStack[top++] = {view.Front(node), false, halves.Crossing, halves.Ahead};
+                setEnds(halves.Behind, halves.Crossing);
                 node = view.Back(node);
             }
         }

@@ -1,4 +1,3 @@
-#include "compiler/clip.h"
 #include "compiler/light_sight.h"
 #include "compiler/sight_step.h"
 
@@ -49,16 +48,11 @@ void Move(CFanStep* pTo, const CFanStep& from, int32_t k)
     }
 }
 
-CVector EndA(const CFanStep& step, int32_t k)
+// Piece k's end in the columns `end` (A or B), as a point.
+CVector EndOf(const double (&end)[3][CSightTree::FAN_SIZE], int32_t k)
 {
-    return CVector(static_cast<float>(step.A[0][k]), static_cast<float>(step.A[1][k]),
-                   static_cast<float>(step.A[2][k]));
-}
-
-CVector EndB(const CFanStep& step, int32_t k)
-{
-    return CVector(static_cast<float>(step.B[0][k]), static_cast<float>(step.B[1][k]),
-                   static_cast<float>(step.B[2][k]));
+    return CVector(static_cast<float>(end[0][k]), static_cast<float>(end[1][k]),
+                   static_cast<float>(end[2][k]));
 }
 
 // Keeps the pieces whose lanes are not in `out`, in order.
@@ -190,19 +184,14 @@ uint32_t CSightTree::Split(CFanStep* pStep, CFanStep* pBack, const float* pDa, c
         } else if (way == EStep::Front) {
             Move(&step, step, k);
         } else if (way == EStep::Cut) {
-            // The half behind runs from the end behind to the crossing, the
-            // half in front from the crossing to the other end.
             const uint8_t lane = step.Lane[k];
-            const CVector a = EndA(step, k);
-            const CVector b = EndB(step, k);
-            CVector crossing;
-            IntersectEdge(Planes[static_cast<size_t>(n)], &a, &b, &crossing);
-            const bool bABehind = pDa[k] <= -PLANE_EPSILON;
-            Put(pBack, lane, bABehind ? a : b, crossing);
-            Put(&step, lane, crossing, bABehind ? b : a);
+            const CHalves halves =
+                CutHalves(Planes[static_cast<size_t>(n)], EndOf(step.A, k), EndOf(step.B, k), pDa[k]);
+            Put(pBack, lane, halves.Behind, halves.Crossing);
+            Put(&step, lane, halves.Crossing, halves.Ahead);
         } else {
             // Along the plane: walked from here on its own, both ways.
-            if (!Sees(n, EndA(step, k), EndB(step, k), pStack))
+            if (!Sees(n, EndOf(step.A, k), EndOf(step.B, k), pStack))
                 blocked |= 1u << step.Lane[k];
         }
     }

@@ -3,6 +3,7 @@
 // takes a piece of segment at a node, from the distances of its two ends to
 // the node's plane rounded to float: an end within PLANE_EPSILON lies on the
 // plane and goes the way of the other end.
+#include "compiler/clip.h"
 #include "geometry/vector.h"
 
 #include <cstdint>
@@ -29,4 +30,23 @@ inline EStep StepOf(float da, float db)
     if (da <= -PLANE_EPSILON ? !(db >= PLANE_EPSILON) : !(db <= -PLANE_EPSILON))
         return da <= -PLANE_EPSILON ? EStep::Back : EStep::Front;
     return EStep::Cut;
+}
+
+// The halves of a cut piece from a to b, da being a's distance as StepOf
+// took it: the half behind runs from the end behind to the crossing, the
+// half in front from the crossing to the other end.
+struct CHalves {
+    CVector Behind;
+    CVector Crossing;
+    CVector Ahead;
+};
+
+inline CHalves CutHalves(const CPlane& plane, const CVector& a, const CVector& b, float da)
+{
+    CHalves halves;
+    IntersectEdge(plane, &a, &b, &halves.Crossing);
+    const bool bABehind = da <= -PLANE_EPSILON;
+    halves.Behind = bABehind ? a : b;
+    halves.Ahead = bABehind ? b : a;
+    return halves;
 }
