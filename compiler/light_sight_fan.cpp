@@ -11,10 +11,12 @@
 // is out once a piece of it meets solid. A piece found lying along a plane
 // (it passes when either side passes it) is walked on its own from there.
 
-// The loops of a fan's step run four lanes at a time where the processor
-// can; the sums are the same, operation for operation.
+// The loops of a fan's step run eight or four lanes at a time where the
+// processor can (512-bit or 256-bit vectors); the sums are the same,
+// operation for operation, since the build never fuses a multiply and an
+// add.
 #if defined(__x86_64__) && defined(__GNUC__)
-#define FAN_CLONES __attribute__((target_clones("avx2", "default")))
+#define FAN_CLONES __attribute__((target_clones("arch=x86-64-v4", "avx2", "default")))
 #else
 #define FAN_CLONES
 #endif
