@@ -646,8 +646,10 @@ bool CSightTree::BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox&
         for (EWay way = WholeWay(p, q); way != EWay::Split; way = WholeWay(p, q)) {
             const CNode& whole = Nodes[static_cast<size_t>(pending.Node)];
             pending.Node = way == EWay::Back ? whole.Back : whole.Front;
-            if (pending.Node < 0 || ++*pWork > BOX_WORK_LIMIT)
+            if (pending.Node < 0)
                 break;
+            if (++*pWork > BOX_WORK_LIMIT)
+                return false;
             p = sidesOf(pending.A);
             q = sidesOf(pending.B);
         }
@@ -656,8 +658,6 @@ bool CSightTree::BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox&
                 return false;
             continue;
         }
-        if (*pWork > BOX_WORK_LIMIT)
-            return false;
         const CNode& inner = Nodes[static_cast<size_t>(pending.Node)];
         const CPlane& plane = Planes[static_cast<size_t>(pending.Node)];
         const int32_t id = PlaneIds[static_cast<size_t>(pending.Node)];
