@@ -48,16 +48,16 @@ public:
 
     // Segments from one point to several, walked together: a fan.
     static constexpr int32_t FAN_SIZE = 32;
-    // The pieces of a fan's segments that enter a node, by lane (the
-    // segment's number in the fan), their ends in columns.
+    // The pieces of a fan's segments that enter a node: a segment has one
+    // piece there at most, whose ends stand in the column of its lane (its
+    // number in the fan).
     struct CFanStep {
         int32_t Node = 0;
-        int32_t Count = 0;
-        uint32_t Out = 0; // the lanes out of the fan when its pieces were last sorted
-        uint8_t Lane[FAN_SIZE];
-        // Float points, held widened as the walk measures them.
-        alignas(32) double A[3][FAN_SIZE] = {};
-        alignas(32) double B[3][FAN_SIZE] = {};
+        uint32_t Lanes = 0; // the lanes with a piece here
+        // Float points, held widened as the walk measures them; the columns
+        // of other lanes hold numbers too, which nothing reads.
+        alignas(64) double A[3][FAN_SIZE] = {};
+        alignas(64) double B[3][FAN_SIZE] = {};
     };
 
     explicit CSightTree(const CBuildNode* pRoot);
