@@ -1,6 +1,7 @@
 #include "compiler/light_passes.h"
 
 #include "compiler/light_shot.h"
+#include "compiler/light_shot_block.h"
 #include "compiler/light_sight.h"
 #include "compiler/progress.h"
 #include "compiler/stage_clock.h"
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
 #include <cmath>
 #include <string>
 #include <system_error>
@@ -51,7 +53,8 @@ int32_t QuarterOf(int32_t block)
 // quarter that its tests found out of sight. The order in which one source
 // lights the samples of a face does not change any of them.
 constexpr int32_t BLOCK_SAMPLES = BLOCK_SIDE * BLOCK_SIDE;
-constexpr int32_t QUARTER_SAMPLES = LUMEL_GRID_COUNT / QUARTER_COUNT;
+constexpr int32_t BLOCKS_PER_QUARTER = BLOCK_COUNT / QUARTER_COUNT;
+static_assert(BLOCK_SAMPLES == SHOT_BLOCK_SIZE);
 struct CSampleOrder {
     int32_t Index[LUMEL_GRID_COUNT];
     CSampleOrder()
@@ -517,6 +520,22 @@ private:
             box.Round = receiver.Box.Round;
         }
         Blocks[BLOCK_COUNT + QUARTER_COUNT] = receiver.Box;
+        // The samples in the order of the shots, as columns by block, and
+        // the ones that take light: present, and not emitting.
+        for (int32_t k = 0; k < LUMEL_GRID_COUNT; ++k) {
+            const int32_t i = SAMPLE_ORDER.Index[k];
+            const bool bPresent = i < pGrid->LumelCount;
+            const CVector p = bPresent ? pGrid->pLumels[i].Position : CVector();
+            CShotPoints& points = Points[k / BLOCK_SAMPLES];
+            const int32_t j = k % BLOCK_SAMPLES;
+            points.X[j] = p.x;
+            points.Y[j] = p.y;
+            points.Z[j] = p.z;
+            if (j == 0)
+                Targets[k / BLOCK_SAMPLES] = 0;
+            if (bPresent && pGrid->pLumels[i].Light.Intensity == 0)
+                Targets[k / BLOCK_SAMPLES] |= 1u << j;
+        }
     }
 
     // The shots of one source into the receiver; false when the tests of
@@ -536,48 +555,47 @@ private:
         pFanGrid = pGrid;
         nFanTimes = times;
         const double at[3] = {lumel.Position.x, lumel.Position.y, lumel.Position.z};
-        for (int32_t k = 0; k < LUMEL_GRID_COUNT; ++k) {
-            const int32_t i = SAMPLE_ORDER.Index[k];
-            // A block out of the source's reach, or wholly behind its
-            // plane, gets nothing from it.
-            if (k % BLOCK_SAMPLES == 0) {
-                const CSightBox& block = Blocks[BlockOf(i)];
-                if (BeyondReach(source.Reach, DistanceToBox(block, at)) ||
-                    (group.bPlaneTest && HighestDistance(source.Plane, block) < -SIDE_MARGIN)) {
-                    k += BLOCK_SAMPLES - 1;
+        const CShotSource shooter(lumel, source.Plane, source.Power, group.bPlaneTest);
+        for (int32_t b = 0; b < BLOCK_COUNT; ++b) {
+            const int32_t first = b * BLOCK_SAMPLES;
+            // A block out of the source's reach, or wholly behind its plane,
+            // gets nothing from it.
+            const CSightBox& block = Blocks[BlockOf(SAMPLE_ORDER.Index[first])];
+            if (Targets[b] == 0 || BeyondReach(source.Reach, DistanceToBox(block, at)) ||
+                (group.bPlaneTest && HighestDistance(source.Plane, block) < -SIDE_MARGIN))
+                continue;
+            CShotBlock shots;
+            MakeShotBlock(shooter, Points[b], &shots);
+            for (uint32_t lit = shots.Lit & Targets[b]; lit != 0; lit &= lit - 1u) {
+                const int32_t j = std::countr_zero(lit);
+                const int32_t i = SAMPLE_ORDER.Index[first + j];
+                CLumel& sample = pGrid->pLumels[i];
+                CLightRecord shot = lumel.Light;
+                shot.Red = shots.Channels[0][j];
+                shot.Green = shots.Channels[1][j];
+                shot.Blue = shots.Channels[2][j];
+                ++Shots;
+                // Light added to a full channel changes nothing.
+                if (!Changes(sample.Light, shot))
                     continue;
+                ESettled settled = ESettled::Walked;
+                int32_t entry = 0;
+                const EBlockSight sight =
+                    InSight(group, source, i, sample.Position, &settled, &entry);
+                if (sight == EBlockSight::Walk) {
+                    Defer(lumel.Position, entry, i, shot);
+                } else if (sight == EBlockSight::Sees) {
+                    Light(&sample, shot, times);
+                } else if (settled == ESettled::Whole) {
+                    // What a test of blocks found out of sight is passed over.
+                    Flush();
+                    return false;
+                } else if (settled == ESettled::Quarter) {
+                    b |= BLOCKS_PER_QUARTER - 1;
+                    break;
+                } else if (settled == ESettled::Block) {
+                    break;
                 }
-            }
-            if (i >= pGrid->LumelCount)
-                continue;
-            CLumel& sample = pGrid->pLumels[i];
-            // Emitters, and the samples of a face that shoots.
-            if (sample.Light.Intensity != 0)
-                continue;
-            if (group.bPlaneTest && source.Plane.DistanceTo(sample.Position) < 0.0)
-                continue;
-            CLightRecord shot;
-            if (!MakeShot(lumel, source.Power, sample.Position, &shot))
-                continue;
-            ++Shots;
-            // Light added to a full channel changes nothing.
-            if (!Changes(sample.Light, shot))
-                continue;
-            ESettled settled = ESettled::Walked;
-            int32_t entry = 0;
-            const EBlockSight sight = InSight(group, source, i, sample.Position, &settled, &entry);
-            if (sight == EBlockSight::Walk) {
-                Defer(lumel.Position, entry, i, shot);
-            } else if (sight == EBlockSight::Sees) {
-                Light(&sample, shot, times);
-            } else if (settled == ESettled::Whole) {
-                // What a test of blocks found out of sight is passed over.
-                Flush();
-                return false;
-            } else if (settled == ESettled::Quarter) {
-                k |= QUARTER_SAMPLES - 1;
-            } else if (settled == ESettled::Block) {
-                k |= BLOCK_SAMPLES - 1;
             }
         }
         Flush();
@@ -739,6 +757,10 @@ private:
     std::vector<CSightTree::CStep> Stack;
     // By block, then by quarter, then the whole receiver.
     CSightBox Blocks[BLOCK_COUNT + QUARTER_COUNT + 1];
+    // The receiver's samples in the order of the shots, a block at a time,
+    // and by block the bits of those that take light.
+    CShotPoints Points[BLOCK_COUNT];
+    uint32_t Targets[BLOCK_COUNT] = {};
     uint32_t nAim = 0;
     // The whole receiver, quarters of both faces, and blocks of both when
     // the source is an emitting face.

@@ -6,6 +6,8 @@
 #include "compiler/light_entities.h"
 #include "compiler/light_list_check.h"
 #include "compiler/light_passes.h"
+#include "compiler/light_shot.h"
+#include "compiler/light_shot_block.h"
 #include "compiler/light_sight.h"
 #include "compiler/map_parser.h"
 #include "compiler/portal.h"
@@ -198,6 +200,56 @@ TEST(ShootLumelTest, ShotIsIntensityTimesAreaSquaredOverPiDistanceSquaredInFront
 
     FreeGrid(&square.Grid);
     EXPECT_EQ(GetLumel(&square.Grid, 0, 0), nullptr);
+}
+
+// A block of shots is MakeShot and the source-plane test, lane by lane.
+TEST(ShotBlockTest, EachLaneIsTheShotOfItsOwnSample)
+{
+    CLumel source;
+    source.Area = 2.0f;
+    source.Position = CVector(0, 4, 0);
+    source.Light = Record(100, 50, -100, 3);
+    const CPlane plane(source.Position, CVector(0, -1, 0)); // facing down
+    const float nan = std::nanf("");
+    const CVector points[SHOT_BLOCK_SIZE] = {
+        {0, 0, 0},         // the hand-worked shot of ShootLumelTest: 23, 11, -23
+        {0, 4, 0},         // the source's own point: nothing
+        {0, 4.0f, 7},      // on the source's plane: lit
+        {0, 4.5f, 0},      // behind it
+        {0, 3.9999f, 0.1f}, // just in front, very near: held at the range's ends
+        {0, -1e6f, 0},     // too far for a whole unit
+        {nan, 0, 0},       // not a number: nothing
+        {1, 2, 3},  {-5, -1, 2}, {7, 0.5f, -3}, {0.25f, 3.5f, 0}, {-2, -2, -2},
+        {10, 0, 10}, {0, -30, 0}, {3, 1, -8},   {-0.5f, 3.75f, 0.5f}};
+    CShotPoints columns;
+    for (int32_t k = 0; k < SHOT_BLOCK_SIZE; ++k) {
+        columns.X[k] = points[k].x;
+        columns.Y[k] = points[k].y;
+        columns.Z[k] = points[k].z;
+    }
+    // Channels that the nearest shot takes past the 32-bit range.
+    source.Light.Red = 2000000000;
+    source.Light.Blue = -2000000000;
+    for (const bool bPlaneTest : {true, false}) {
+        CShotBlock block;
+        MakeShotBlock(CShotSource(source, plane, ShotPower(source), bPlaneTest), columns, &block);
+        for (int32_t k = 0; k < SHOT_BLOCK_SIZE; ++k) {
+            SCOPED_TRACE(k);
+            CLightRecord shot;
+            const bool bLit = MakeShot(source, ShotPower(source), points[k], &shot) &&
+                              (!bPlaneTest || !(plane.DistanceTo(points[k]) < 0.0));
+            EXPECT_EQ((block.Lit >> k) & 1u, bLit ? 1u : 0u);
+            if (bLit) {
+                EXPECT_EQ(block.Channels[0][k], shot.Red);
+                EXPECT_EQ(block.Channels[1][k], shot.Green);
+                EXPECT_EQ(block.Channels[2][k], shot.Blue);
+            }
+        }
+        EXPECT_EQ(block.Lit & 0x7Fu, bPlaneTest ? 0x15u : 0x1Du);
+        EXPECT_EQ(block.Channels[0][4], INT32_MAX);
+        EXPECT_EQ(block.Channels[2][4], INT32_MIN);
+        EXPECT_EQ(block.Channels[1][0], 11);
+    }
 }
 
 // Whether a segment sees, by LineOfSight or by the compact sight tree.
