@@ -13,12 +13,12 @@
 // is out once a piece of it meets solid. A piece found lying along a plane
 // (it passes when either side passes it) is walked on its own from there.
 
-// The loops of a fan's step run several lanes at a time where the
-// processor can.
 namespace {
 
 using CFanStep = CSightTree::CFanStep;
 static_assert(CSightTree::FAN_SIZE <= 32, "a fan's lanes are the bits of a 32-bit word");
+
+// Lane `lane`'s piece, from a to b.
 void SetPiece(CFanStep* pTo, int32_t lane, const CVector& a, const CVector& b)
 {
     pTo->A[0][lane] = a.x;
