@@ -212,15 +212,15 @@ TEST(ShotBlockTest, EachLaneIsTheShotOfItsOwnSample)
     const CPlane plane(source.Position, CVector(0, -1, 0)); // facing down
     const float nan = std::nanf("");
     const CVector points[SHOT_BLOCK_SIZE] = {
-        {0, 0, 0},         // the hand-worked shot of ShootLumelTest: 23, 11, -23
-        {0, 4, 0},         // the source's own point: nothing
-        {0, 4.0f, 7},      // on the source's plane: lit
-        {0, 4.5f, 0},      // behind it
+        {0, 0, 0},          // the hand-worked shot of ShootLumelTest: green 11
+        {0, 4, 0},          // the source's own point: nothing
+        {0, 4.0f, 7},       // on the source's plane: lit
+        {0, 4.5f, 0},       // behind it
         {0, 3.9999f, 0.1f}, // just in front, very near: held at the range's ends
-        {0, -1e6f, 0},     // too far for a whole unit
-        {nan, 0, 0},       // not a number: nothing
-        {1, 2, 3},  {-5, -1, 2}, {7, 0.5f, -3}, {0.25f, 3.5f, 0}, {-2, -2, -2},
-        {10, 0, 10}, {0, -30, 0}, {3, 1, -8},   {-0.5f, 3.75f, 0.5f}};
+        {0, -1e6f, 0},      // too far for a whole unit
+        {nan, 0, 0},        // not a number: nothing
+        {1, 2, 3},          {-5, -1, 2}, {7, 0.5f, -3}, {0.25f, 3.5f, 0}, {-2, -2, -2},
+        {10, 0, 10},        {0, -30, 0}, {3, 1, -8},    {-0.5f, 3.75f, 0.5f}};
     CShotPoints columns;
     for (int32_t k = 0; k < SHOT_BLOCK_SIZE; ++k) {
         columns.X[k] = points[k].x;
