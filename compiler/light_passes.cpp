@@ -527,14 +527,15 @@ private:
             const bool bPresent = i < pGrid->LumelCount;
             const CVector p = bPresent ? pGrid->pLumels[i].Position : CVector();
             CShotPoints& points = Points[k / BLOCK_SAMPLES];
+            uint32_t& targets = Targets[k / BLOCK_SAMPLES];
             const int32_t j = k % BLOCK_SAMPLES;
             points.X[j] = p.x;
             points.Y[j] = p.y;
             points.Z[j] = p.z;
             if (j == 0)
-                Targets[k / BLOCK_SAMPLES] = 0;
+                targets = 0;
             if (bPresent && pGrid->pLumels[i].Light.Intensity == 0)
-                Targets[k / BLOCK_SAMPLES] |= 1u << j;
+                targets |= 1u << j;
         }
     }
 

@@ -39,18 +39,18 @@ struct CLightRecord {
         Blue = WrapSum(Blue, other.Blue);
     }
 
-private:
+    // One colour times factor, as ScaleLight takes it. Written without
+    // branches, so that the light passes can take several at a time.
     static int32_t ScaleChannel(int32_t value, double factor)
     {
         const double product = static_cast<double>(value) * factor;
-        if (!(product == product))
-            return 0;
-        if (product >= 2147483647.0)
-            return INT32_MAX;
-        if (product <= -2147483648.0)
-            return INT32_MIN;
-        return static_cast<int32_t>(product);
+        const double held = product >= 2147483647.0    ? 2147483647.0
+                            : product <= -2147483648.0 ? -2147483648.0
+                                                       : product;
+        return static_cast<int32_t>(product == product ? held : 0.0);
     }
+
+private:
     static int32_t SaturateChannel(int32_t value, int32_t add)
     {
         const int64_t sum = static_cast<int64_t>(value) + add;

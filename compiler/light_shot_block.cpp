@@ -2,26 +2,10 @@
 
 #include "compiler/vector_clones.h"
 
-namespace {
-
-// CLightRecord's scaling of a channel without branches: a product beyond the
-// 32-bit range is held at its end, one that is not a number gives 0.
-inline int32_t ScaleLane(double value, double factor)
-{
-    const double product = value * factor;
-    const double held = product >= 2147483647.0    ? 2147483647.0
-                        : product <= -2147483648.0 ? -2147483648.0
-                                                   : product;
-    return static_cast<int32_t>(product == product ? held : 0.0);
-}
-
-} // namespace
-
 CShotSource::CShotSource(const CLumel& lumel, const CPlane& plane, double power, bool bTest)
     : Position{lumel.Position.x, lumel.Position.y, lumel.Position.z}, Power(power),
       Area(lumel.Area),
-      Channels{static_cast<double>(lumel.Light.Red), static_cast<double>(lumel.Light.Green),
-               static_cast<double>(lumel.Light.Blue)},
+      Channels{lumel.Light.Red, lumel.Light.Green, lumel.Light.Blue},
       Plane{plane.Normal.x, plane.Normal.y, plane.Normal.z, plane.Distance}, bPlaneTest(bTest)
 {
 }
@@ -40,7 +24,7 @@ VECTOR_CLONES void MakeShotBlock(const CShotSource& source, const CShotPoints& p
             static_cast<float>(source.Power / (d2 * pi) * source.Area);
         int32_t any = 0;
         for (int32_t c = 0; c < 3; ++c) {
-            pBlock->Channels[c][k] = ScaleLane(source.Channels[c], factor);
+            pBlock->Channels[c][k] = CLightRecord::ScaleChannel(source.Channels[c], factor);
             any |= pBlock->Channels[c][k];
         }
         const double side = points.X[k] * source.Plane[0] + points.Y[k] * source.Plane[1] +

@@ -21,7 +21,7 @@ struct CShotSource {
     double Position[3];
     double Power;
     double Area;
-    double Channels[3];
+    int32_t Channels[3];
     double Plane[4];  // normal and distance
     bool bPlaneTest;  // samples behind the plane get nothing
 };

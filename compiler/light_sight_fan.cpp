@@ -124,6 +124,12 @@ VECTOR_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack, CStep*
     while (step.Node >= 0 && step.Lanes != 0) {
         const CNode& inner = Nodes[static_cast<size_t>(step.Node)];
         const double* p = inner.Exact;
+        for (int32_t k = 0; k < FAN_SIZE; ++k) {
+            da[k] = static_cast<float>(step.A[0][k] * p[0] + step.A[1][k] * p[1] +
+                                       step.A[2][k] * p[2] + p[3]);
+            db[k] = static_cast<float>(step.B[0][k] * p[0] + step.B[1][k] * p[1] +
+                                       step.B[2][k] * p[2] + p[3]);
+        }
         // With both distances numbers, a piece goes behind (way 1) when an
         // end is behind and none in front, in front (2) likewise, is cut (3)
         // when one end is behind and the other in front, and lies along the
@@ -131,12 +137,6 @@ VECTOR_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack, CStep*
         // a number, for StepOf.
         int32_t notBack = 0;
         int32_t notFront = 0;
-        for (int32_t k = 0; k < FAN_SIZE; ++k) {
-            da[k] = static_cast<float>(step.A[0][k] * p[0] + step.A[1][k] * p[1] +
-                                       step.A[2][k] * p[2] + p[3]);
-            db[k] = static_cast<float>(step.B[0][k] * p[0] + step.B[1][k] * p[1] +
-                                       step.B[2][k] * p[2] + p[3]);
-        }
         for (int32_t k = 0; k < FAN_SIZE; ++k) {
             const int32_t behind = (da[k] <= -PLANE_EPSILON) | (db[k] <= -PLANE_EPSILON);
             const int32_t ahead = (da[k] >= PLANE_EPSILON) | (db[k] >= PLANE_EPSILON);
