@@ -54,7 +54,7 @@ int32_t QuarterOf(int32_t block)
 // lights the samples of a face does not change any of them.
 constexpr int32_t BLOCK_SAMPLES = BLOCK_SIDE * BLOCK_SIDE;
 constexpr int32_t BLOCKS_PER_QUARTER = BLOCK_COUNT / QUARTER_COUNT;
-static_assert(BLOCK_SAMPLES == SHOT_BLOCK_SIZE);
+static_assert(BLOCK_SAMPLES == SHOT_BLOCK_SIZE && BLOCK_COUNT == SHOT_GRID_BLOCKS);
 struct CSampleOrder {
     int32_t Index[LUMEL_GRID_COUNT];
     CSampleOrder()
@@ -497,6 +497,7 @@ public:
                     break; // the whole group is out of sight
             }
         }
+        StoreLights(receiver.pGrid);
     }
 
     int64_t Shots = 0;
@@ -532,10 +533,45 @@ private:
             points.X[j] = p.x;
             points.Y[j] = p.y;
             points.Z[j] = p.z;
+            const CLightRecord light = bPresent ? pGrid->pLumels[i].Light : CLightRecord();
+            int32_t (&channels)[3][BLOCK_SAMPLES] = Lights[k / BLOCK_SAMPLES].Channels;
+            channels[0][j] = light.Red;
+            channels[1][j] = light.Green;
+            channels[2][j] = light.Blue;
             if (j == 0)
                 targets = 0;
             if (bPresent && pGrid->pLumels[i].Light.Intensity == 0)
                 targets |= 1u << j;
+        }
+        // The blocks' boxes in the order of the shots, and the blocks with
+        // a sample that takes light.
+        TargetBlocks = 0;
+        for (int32_t b = 0; b < BLOCK_COUNT; ++b) {
+            const CSightBox& box = Blocks[BlockOf(SAMPLE_ORDER.Index[b * BLOCK_SAMPLES])];
+            for (int32_t k = 0; k < 3; ++k) {
+                BlockBoxes.Low[k][b] = box.Low[k];
+                BlockBoxes.High[k][b] = box.High[k];
+            }
+            TargetBlocks |= (Targets[b] != 0 ? 1u : 0u) << b;
+        }
+    }
+
+    // Which answer settled a line of sight.
+    enum class ESettled : uint8_t { Whole, Quarter, Block, Walked };
+
+    // The receiver's light back in its samples.
+    void StoreLights(CLumelGrid* pGrid) const
+    {
+        for (int32_t k = 0; k < LUMEL_GRID_COUNT; ++k) {
+            const int32_t i = SAMPLE_ORDER.Index[k];
+            if (i >= pGrid->LumelCount)
+                continue;
+            const int32_t (&channels)[3][BLOCK_SAMPLES] = Lights[k / BLOCK_SAMPLES].Channels;
+            const int32_t j = k % BLOCK_SAMPLES;
+            CLightRecord& light = pGrid->pLumels[i].Light;
+            light.Red = channels[0][j];
+            light.Green = channels[1][j];
+            light.Blue = channels[2][j];
         }
     }
 
@@ -555,58 +591,89 @@ private:
         CLumelGrid* pGrid = receiver.pGrid;
         pFanGrid = pGrid;
         nFanTimes = times;
-        const double at[3] = {lumel.Position.x, lumel.Position.y, lumel.Position.z};
-        const CShotSource shooter(lumel, source.Plane, source.Power, group.bPlaneTest);
-        for (int32_t b = 0; b < BLOCK_COUNT; ++b) {
-            const int32_t first = b * BLOCK_SAMPLES;
-            // A block out of the source's reach, or wholly behind its plane,
-            // gets nothing from it.
-            const CSightBox& block = Blocks[BlockOf(SAMPLE_ORDER.Index[first])];
-            if (Targets[b] == 0 || BeyondReach(source.Reach, DistanceToBox(block, at)) ||
-                (group.bPlaneTest && HighestDistance(source.Plane, block) < -SIDE_MARGIN))
-                continue;
+        const CShotSource shooter(lumel, source.Plane, source.Power, source.Reach,
+                                  group.bPlaneTest);
+        // Blocks out of the source's reach, or wholly behind its plane, get
+        // nothing from it.
+        uint32_t blocks = BlocksInReach(shooter, BlockBoxes, SIDE_MARGIN) & TargetBlocks;
+        while (blocks != 0) {
+            const int32_t b = std::countr_zero(blocks);
+            blocks &= blocks - 1u;
             CShotBlock shots;
             MakeShotBlock(shooter, Points[b], &shots);
-            for (uint32_t lit = shots.Lit & Targets[b]; lit != 0; lit &= lit - 1u) {
-                const int32_t j = std::countr_zero(lit);
-                const int32_t i = SAMPLE_ORDER.Index[first + j];
-                CLumel& sample = pGrid->pLumels[i];
-                CLightRecord shot = lumel.Light;
-                shot.Red = shots.Channels[0][j];
-                shot.Green = shots.Channels[1][j];
-                shot.Blue = shots.Channels[2][j];
-                ++Shots;
-                // Light added to a full channel changes nothing.
-                if (!Changes(sample.Light, shot))
-                    continue;
-                ESettled settled = ESettled::Walked;
-                int32_t entry = 0;
-                const EBlockSight sight =
-                    InSight(group, source, i, sample.Position, &settled, &entry);
-                if (sight == EBlockSight::Walk) {
-                    Defer(lumel.Position, entry, i, shot);
-                } else if (sight == EBlockSight::Sees) {
-                    Light(&sample, shot, times);
-                } else if (settled == ESettled::Whole) {
-                    // What a test of blocks found out of sight is passed over.
-                    Flush();
-                    return false;
-                } else if (settled == ESettled::Quarter) {
-                    b |= BLOCKS_PER_QUARTER - 1;
-                    break;
-                } else if (settled == ESettled::Block) {
-                    break;
-                }
+            const ESettled skip = ShootBlock(group, source, b, shots, times);
+            if (skip == ESettled::Whole) {
+                // What a test of blocks found out of sight is passed over.
+                Flush();
+                return false;
             }
+            if (skip == ESettled::Quarter)
+                blocks &= ~((2u << (b | (BLOCKS_PER_QUARTER - 1))) - 1u);
         }
         Flush();
         return true;
     }
 
-    static void Light(CLumel* pSample, const CLightRecord& shot, int32_t times)
+    // The shots of a source into block b (in the order of the shots). When
+    // the tests of blocks find a shot out of sight, the rest of its block
+    // and of what they found it in is passed over: returns Block, Quarter or
+    // Whole for that, else Walked.
+    ESettled ShootBlock(const CGroup& group, const CSource& source, int32_t b,
+                        const CShotBlock& shots, int32_t times)
     {
-        for (int32_t n = 0; n < times; ++n)
-            pSample->Light.SaturateAdd(shot);
+        const CLumel& lumel = source.Lumel;
+        const uint32_t lit = shots.Lit & Targets[b];
+        // Light added to a full channel changes nothing.
+        const uint32_t changed = lit & ChangedBy(shots, Lights[b]);
+        // Once the whole pair is settled in sight, or (from a single source)
+        // to be walked, each shot of the aim gets that answer.
+        const bool bSettled = Whole[0].Aim == nAim;
+        if (bSettled && Whole[0].Sight == EBlockSight::Sees) {
+            Shots += std::popcount(lit);
+            AddShots(shots, changed, times, &Lights[b]);
+            return ESettled::Walked;
+        }
+        const bool bAllWalk =
+            bSettled && Whole[0].Sight == EBlockSight::Walk && group.FirstBlockBox < 0;
+        for (uint32_t left = lit; left != 0; left &= left - 1u) {
+            const int32_t j = std::countr_zero(left);
+            const int32_t k = b * BLOCK_SAMPLES + j; // in the order of the shots
+            ++Shots;
+            if (((changed >> j) & 1u) == 0)
+                continue;
+            CLightRecord shot = lumel.Light;
+            shot.Red = shots.Channels[0][j];
+            shot.Green = shots.Channels[1][j];
+            shot.Blue = shots.Channels[2][j];
+            if (bAllWalk) {
+                Defer(lumel.Position, Whole[0].Entry, k, shot);
+                continue;
+            }
+            ESettled settled = ESettled::Walked;
+            int32_t entry = 0;
+            const int32_t i = SAMPLE_ORDER.Index[k];
+            const EBlockSight sight =
+                InSight(group, source, i, pFanGrid->pLumels[i].Position, &settled, &entry);
+            if (sight == EBlockSight::Walk)
+                Defer(lumel.Position, entry, k, shot);
+            else if (sight == EBlockSight::Sees)
+                Light(k, shot, times);
+            else if (settled != ESettled::Walked)
+                return settled;
+        }
+        return ESettled::Walked;
+    }
+
+    // Sample k (in the order of the shots) takes the shot `times` times.
+    void Light(int32_t k, const CLightRecord& shot, int32_t times)
+    {
+        int32_t (&channels)[3][BLOCK_SAMPLES] = Lights[k / BLOCK_SAMPLES].Channels;
+        const int32_t j = k % BLOCK_SAMPLES;
+        for (int32_t n = 0; n < times; ++n) {
+            channels[0][j] = CLightRecord::SaturateChannel(channels[0][j], shot.Red);
+            channels[1][j] = CLightRecord::SaturateChannel(channels[1][j], shot.Green);
+            channels[2][j] = CLightRecord::SaturateChannel(channels[2][j], shot.Blue);
+        }
     }
 
     // A shot whose segment must be walked waits in the fan of its source and
@@ -614,14 +681,14 @@ private:
     // another entry comes (the next block's, from an emitting face), and at
     // the end of the source. A source gives each sample one shot at most, so
     // the order in which they land does not matter.
-    void Defer(const CVector& from, int32_t entry, int32_t sample, const CLightRecord& shot)
+    void Defer(const CVector& from, int32_t entry, int32_t k, const CLightRecord& shot)
     {
         if (nFan > 0 && (nFanEntry != entry || nFan == CSightTree::FAN_SIZE))
             Flush();
         nFanEntry = entry;
         FanFrom = from;
-        FanEnds[nFan] = pFanGrid->pLumels[sample].Position;
-        FanShots[nFan] = {sample, shot};
+        FanEnds[nFan] = pFanGrid->pLumels[SAMPLE_ORDER.Index[k]].Position;
+        FanShots[nFan] = {k, shot};
         ++nFan;
     }
 
@@ -634,20 +701,9 @@ private:
                                                    FanSteps.data(), Stack.data());
         for (int32_t k = 0; k < nFan; ++k) {
             if (sees & (1u << k))
-                Light(&pFanGrid->pLumels[FanShots[k].Sample], FanShots[k].Shot, nFanTimes);
+                Light(FanShots[k].Sample, FanShots[k].Shot, nFanTimes);
         }
         nFan = 0;
-    }
-
-    // Whether adding the shot changes the sample: a channel at 255 stays so
-    // whatever light is added to it.
-    static bool Changes(const CLightRecord& sample, const CLightRecord& shot)
-    {
-        auto changes = [](int32_t value, int32_t add) {
-            return add != 0 && !(add > 0 && value == 255);
-        };
-        return changes(sample.Red, shot.Red) || changes(sample.Green, shot.Green) ||
-               changes(sample.Blue, shot.Blue);
     }
 
     // How far a point stands outside a sphere.
@@ -658,9 +714,6 @@ private:
         const double dz = static_cast<double>(p.z) - sphere.Centre[2];
         return std::sqrt(dx * dx + dy * dy + dz * dz) - sphere.Radius;
     }
-
-    // Which answer settled a line of sight.
-    enum class ESettled : uint8_t { Whole, Quarter, Block, Walked };
 
     // Line of sight from a source to sample i of the receiver: settled for
     // whole blocks of both when the tests of blocks can: the whole pair of
@@ -762,6 +815,11 @@ private:
     // and by block the bits of those that take light.
     CShotPoints Points[BLOCK_COUNT];
     uint32_t Targets[BLOCK_COUNT] = {};
+    CBlockBoxes BlockBoxes = {};
+    uint32_t TargetBlocks = 0; // bit b: Targets[b] is not 0
+    // The samples' light while the receiver takes its shots, a block at a
+    // time in the order of the shots; back in the samples when it is done.
+    CBlockLight Lights[BLOCK_COUNT];
     uint32_t nAim = 0;
     // The whole receiver, quarters of both faces, and blocks of both when
     // the source is an emitting face.
@@ -770,7 +828,7 @@ private:
     CBlockState BlockPairs[BLOCK_COUNT][BLOCK_COUNT] = {};
     // The fan of shots waiting for their walks, and where they land.
     struct CFanShot {
-        int32_t Sample;
+        int32_t Sample; // in the order of the shots
         CLightRecord Shot;
     };
     std::vector<CSightTree::CFanStep> FanSteps;

@@ -50,14 +50,14 @@ struct CLightRecord {
         return static_cast<int32_t>(product == product ? held : 0.0);
     }
 
-private:
+    // One colour plus add, as SaturateAdd takes it; without branches too.
     static int32_t SaturateChannel(int32_t value, int32_t add)
     {
         const int64_t sum = static_cast<int64_t>(value) + add;
-        if (sum >= 256)
-            return 255;
-        return sum < INT32_MIN ? INT32_MIN : static_cast<int32_t>(sum);
+        return static_cast<int32_t>(sum >= 256 ? 255 : sum < INT32_MIN ? INT32_MIN : sum);
     }
+
+private:
     static int32_t WrapSum(int32_t a, int32_t b)
     {
         return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));

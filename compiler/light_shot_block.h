@@ -17,9 +17,11 @@ struct CShotPoints {
 
 // What the shots read of a source.
 struct CShotSource {
-    CShotSource(const CLumel& lumel, const CPlane& plane, double power, bool bPlaneTest);
+    CShotSource(const CLumel& lumel, const CPlane& plane, double power, double reach,
+                bool bPlaneTest);
     double Position[3];
     double Power;
+    double Reach; // ShotReach
     double Area;
     int32_t Channels[3];
     double Plane[4];  // normal and distance
@@ -34,3 +36,30 @@ struct CShotBlock {
 };
 
 void MakeShotBlock(const CShotSource& source, const CShotPoints& points, CShotBlock* pBlock);
+
+// The light of a block's samples, in columns.
+struct CBlockLight {
+    int32_t Channels[3][SHOT_BLOCK_SIZE];
+};
+
+// Bit j: the shot of sample j changes its light: some channel gets a
+// non-zero amount, other than a positive one to a full channel (255).
+uint32_t ChangedBy(const CShotBlock& shots, const CBlockLight& light);
+
+// SaturateAdd of the shot of each sample in `bits` to its light, `times`
+// times over.
+void AddShots(const CShotBlock& shots, uint32_t bits, int32_t times, CBlockLight* pLight);
+
+// Boxes round the samples of a grid's blocks, in columns: a grid has
+// SHOT_GRID_BLOCKS blocks of SHOT_BLOCK_SIZE samples.
+constexpr int32_t SHOT_GRID_BLOCKS = 16;
+struct CBlockBoxes {
+    double Low[3][SHOT_GRID_BLOCKS];
+    double High[3][SHOT_GRID_BLOCKS];
+};
+
+// Bit b: block b may get light from the source. A block is passed over when
+// it lies beyond the source's reach (BeyondReach of its distance from the
+// source) or, when the plane is tested, wholly more than `margin` behind the
+// source's plane. The tests are those of single boxes, step for step.
+uint32_t BlocksInReach(const CShotSource& source, const CBlockBoxes& boxes, double margin);

@@ -47,7 +47,7 @@ struct CRange {
     double Error;
 };
 
-CRange RangeOf(const CPlane& plane, const CSightBox& box)
+[[gnu::always_inline]] inline CRange RangeOf(const CPlane& plane, const CSightBox& box)
 {
     const double normal[3] = {plane.Normal.x, plane.Normal.y, plane.Normal.z};
     CRange range{plane.Distance, plane.Distance, std::abs(plane.Distance)};
@@ -88,7 +88,7 @@ void Classify(CSides* pSides, double low, double high)
     pSides->bOn = lowest < PLANE_EPSILON && highest > -PLANE_EPSILON;
 }
 
-CSides SidesOf(const CPlane& plane, const CSightBox& box)
+[[gnu::always_inline]] inline CSides SidesOf(const CPlane& plane, const CSightBox& box)
 {
     const CRange range = RangeOf(plane, box);
     CSides sides;
@@ -103,7 +103,7 @@ CSides SidesOf(const CPlane& plane, const CSightBox& box)
 // Round of that plane (or of the same plane turned round, which measures
 // the same distances negated) are classified from that band as well as from
 // the corners of their box.
-CSides SidesAt(const CPlane& plane, int32_t planeId, const CSightBox& box)
+[[gnu::always_inline]] inline CSides SidesAt(const CPlane& plane, int32_t planeId, const CSightBox& box)
 {
     CSides sides = SidesOf(plane, box);
     if (box.PlaneId < 0 || box.PlaneId != planeId)

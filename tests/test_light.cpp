@@ -232,7 +232,8 @@ TEST(ShotBlockTest, EachLaneIsTheShotOfItsOwnSample)
     source.Light.Blue = -2000000000;
     for (const bool bPlaneTest : {true, false}) {
         CShotBlock block;
-        MakeShotBlock(CShotSource(source, plane, ShotPower(source), bPlaneTest), columns, &block);
+        MakeShotBlock(CShotSource(source, plane, ShotPower(source), ShotReach(source), bPlaneTest),
+                      columns, &block);
         for (int32_t k = 0; k < SHOT_BLOCK_SIZE; ++k) {
             SCOPED_TRACE(k);
             CLightRecord shot;
@@ -249,6 +250,80 @@ TEST(ShotBlockTest, EachLaneIsTheShotOfItsOwnSample)
         EXPECT_EQ(block.Channels[0][4], INT32_MAX);
         EXPECT_EQ(block.Channels[2][4], INT32_MIN);
         EXPECT_EQ(block.Channels[1][0], 11);
+    }
+}
+
+// The source of ShotBlockTest reaches 1200 / pi = 381.97 (peak 100, power
+// 3 * 2, area 2): a block lies beyond it when its squared distance tops
+// 381.97 / 0.999, that is from 19.554 on. Its plane (y = 4, facing down)
+// passes over blocks wholly more than the margin 0.001 behind it.
+TEST(ShotBlockTest, BlocksBeyondReachOrWhollyBehindThePlaneArePassedOver)
+{
+    CLumel source;
+    source.Area = 2.0f;
+    source.Position = CVector(0, 4, 0);
+    source.Light = Record(100, 50, -100, 3);
+    const CPlane plane(source.Position, CVector(0, -1, 0));
+    CBlockBoxes boxes;
+    auto setBox = [&](int32_t b, CVector low, CVector high) {
+        const double lows[3] = {low.x, low.y, low.z};
+        const double highs[3] = {high.x, high.y, high.z};
+        for (int32_t k = 0; k < 3; ++k) {
+            boxes.Low[k][b] = lows[k];
+            boxes.High[k][b] = highs[k];
+        }
+    };
+    for (int32_t b = 0; b < SHOT_GRID_BLOCKS; ++b)
+        setBox(b, CVector(-1, -1, -1), CVector(1, 1, 1));
+    setBox(1, CVector(0, -16, 0), CVector(1, -15.5f, 1));    // 19.5 away: in reach
+    setBox(2, CVector(0, -16, 0), CVector(1, -15.625f, 1));  // 19.625 away: beyond
+    setBox(3, CVector(-1, 4.0011f, -1), CVector(1, 5, 1));   // 0.0011 behind
+    setBox(4, CVector(-1, 4.0009f, -1), CVector(1, 5, 1));   // within the margin
+    setBox(5, CVector(1e30f, 1e30f, 1e30f), CVector(-1e30f, -1e30f, -1e30f)); // empty
+    setBox(6, CVector(-1e30f, 0, 0), CVector(1e30f, 1, 1)); // round the source's x
+    const double reach = ShotReach(source);
+    EXPECT_EQ(BlocksInReach(CShotSource(source, plane, ShotPower(source), reach, true), boxes,
+                            0.001),
+              0xFFD3u);
+    EXPECT_EQ(BlocksInReach(CShotSource(source, plane, ShotPower(source), reach, false), boxes,
+                            0.001),
+              0xFFDBu);
+}
+
+// A shot changes a sample unless it adds nothing to every channel, or only
+// positive amounts to full ones; AddShots adds as SaturateAdd does.
+TEST(ShotBlockTest, ShotsChangeLightThatIsNotFullAndAddAsManyTimesAsAsked)
+{
+    CShotBlock shots = {};
+    CBlockLight light = {};
+    auto set = [](int32_t (&channels)[3][SHOT_BLOCK_SIZE], int32_t k, int32_t r, int32_t g,
+                  int32_t b) {
+        channels[0][k] = r;
+        channels[1][k] = g;
+        channels[2][k] = b;
+    };
+    set(shots.Channels, 0, 0, 0, 0); // nothing
+    set(light.Channels, 0, 7, 7, 7);
+    set(shots.Channels, 1, 5, 0, 9); // onto full channels
+    set(light.Channels, 1, 255, 3, 255);
+    set(shots.Channels, 2, -5, 0, 0); // taken off a full channel
+    set(light.Channels, 2, 255, 0, 0);
+    set(shots.Channels, 3, 5, 0, 0); // up to full
+    set(light.Channels, 3, 254, 0, 0);
+    set(shots.Channels, 4, 0, 0, 1); // one channel that is not full
+    set(light.Channels, 4, 255, 255, 0);
+    set(shots.Channels, 5, -2000000000, 0, 0); // held at the 32-bit range's end
+    set(light.Channels, 5, INT32_MIN + 5, 0, 0);
+    set(shots.Channels, 6, 3, 0, 0); // changed, but not added below
+    set(light.Channels, 6, 10, 0, 0);
+    EXPECT_EQ(ChangedBy(shots, light) & 0x7Fu, 0x7Cu);
+    AddShots(shots, 0x3Fu, 2, &light);
+    const int32_t expected[7][3] = {{7, 7, 7},         {255, 3, 255}, {245, 0, 0}, {255, 0, 0},
+                                    {255, 255, 2},     {INT32_MIN, 0, 0}, {10, 0, 0}};
+    for (int32_t k = 0; k < 7; ++k) {
+        SCOPED_TRACE(k);
+        for (int32_t c = 0; c < 3; ++c)
+            EXPECT_EQ(light.Channels[c][k], expected[k][c]);
     }
 }
 
