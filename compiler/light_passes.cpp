@@ -617,51 +617,75 @@ private:
     // The shots of a source into block b (in the order of the shots). When
     // the tests of blocks find a shot out of sight, the rest of its block
     // and of what they found it in is passed over: returns Block, Quarter or
-    // Whole for that, else Walked.
+    // Whole for that, else Walked. Once a shot's answer comes from the tests
+    // of blocks rather than from its own walk, the rest of the block gets
+    // the same answer: the block's tests are settled for the aim.
     ESettled ShootBlock(const CGroup& group, const CSource& source, int32_t b,
                         const CShotBlock& shots, int32_t times)
     {
-        const CLumel& lumel = source.Lumel;
         const uint32_t lit = shots.Lit & Targets[b];
         // Light added to a full channel changes nothing.
         const uint32_t changed = lit & ChangedBy(shots, Lights[b]);
-        // Once the whole pair is settled in sight, or (from a single source)
-        // to be walked, each shot of the aim gets that answer.
         const bool bSettled = Whole[0].Aim == nAim;
-        if (bSettled && Whole[0].Sight == EBlockSight::Sees) {
-            Shots += std::popcount(lit);
-            AddShots(shots, changed, times, &Lights[b]);
-            return ESettled::Walked;
-        }
-        const bool bAllWalk =
-            bSettled && Whole[0].Sight == EBlockSight::Walk && group.FirstBlockBox < 0;
+        if (bSettled && Whole[0].Sight == EBlockSight::Sees)
+            return LightAll(shots, lit, changed, b, times);
+        if (bSettled && Whole[0].Sight == EBlockSight::Walk && group.FirstBlockBox < 0)
+            return DeferAll(source, shots, lit, changed, b, Whole[0].Entry);
         for (uint32_t left = lit; left != 0; left &= left - 1u) {
             const int32_t j = std::countr_zero(left);
-            const int32_t k = b * BLOCK_SAMPLES + j; // in the order of the shots
-            ++Shots;
-            if (((changed >> j) & 1u) == 0)
-                continue;
-            CLightRecord shot = lumel.Light;
-            shot.Red = shots.Channels[0][j];
-            shot.Green = shots.Channels[1][j];
-            shot.Blue = shots.Channels[2][j];
-            if (bAllWalk) {
-                Defer(lumel.Position, Whole[0].Entry, k, shot);
+            if (((changed >> j) & 1u) == 0) {
+                ++Shots;
                 continue;
             }
             ESettled settled = ESettled::Walked;
             int32_t entry = 0;
+            const int32_t k = b * BLOCK_SAMPLES + j; // in the order of the shots
             const int32_t i = SAMPLE_ORDER.Index[k];
             const EBlockSight sight =
                 InSight(group, source, i, pFanGrid->pLumels[i].Position, &settled, &entry);
+            const uint32_t here = lit & ~((1u << j) - 1u); // this shot and the rest
             if (sight == EBlockSight::Walk)
-                Defer(lumel.Position, entry, k, shot);
-            else if (sight == EBlockSight::Sees)
-                Light(k, shot, times);
+                return DeferAll(source, shots, here, changed, b, entry);
+            if (sight == EBlockSight::Sees && settled != ESettled::Walked)
+                return LightAll(shots, here, changed, b, times);
+            ++Shots;
+            if (sight == EBlockSight::Sees)
+                Light(k, ShotOf(source, shots, j), times);
             else if (settled != ESettled::Walked)
                 return settled;
         }
         return ESettled::Walked;
+    }
+
+    // The shots of the samples in `lit` that change them (`changed`), all in
+    // sight.
+    ESettled LightAll(const CShotBlock& shots, uint32_t lit, uint32_t changed, int32_t b,
+                      int32_t times)
+    {
+        Shots += std::popcount(lit);
+        AddShots(shots, lit & changed, times, &Lights[b]);
+        return ESettled::Walked;
+    }
+
+    // The same, all to be walked from the node `entry`.
+    ESettled DeferAll(const CSource& source, const CShotBlock& shots, uint32_t lit,
+                      uint32_t changed, int32_t b, int32_t entry)
+    {
+        Shots += std::popcount(lit);
+        for (uint32_t left = lit & changed; left != 0; left &= left - 1u) {
+            const int32_t j = std::countr_zero(left);
+            Defer(source.Lumel.Position, entry, b * BLOCK_SAMPLES + j, ShotOf(source, shots, j));
+        }
+        return ESettled::Walked;
+    }
+
+    static CLightRecord ShotOf(const CSource& source, const CShotBlock& shots, int32_t j)
+    {
+        CLightRecord shot = source.Lumel.Light;
+        shot.Red = shots.Channels[0][j];
+        shot.Green = shots.Channels[1][j];
+        shot.Blue = shots.Channels[2][j];
+        return shot;
     }
 
     // Sample k (in the order of the shots) takes the shot `times` times.
