@@ -617,7 +617,13 @@ bool CSightTree::BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox&
         CSightBox A;
         CSightBox B;
     };
-    CPending stack[BOX_STACK_SIZE];
+    // Left unset until pushed: setting every box of the stack would cost more
+    // than many of these walks.
+    union CStack {
+        CStack() {}
+        CPending Items[BOX_STACK_SIZE];
+    } store;
+    CPending* const stack = store.Items;
     int32_t top = 0;
     auto push = [&](int32_t child, const CSightBox& p, const CSightBox& q) {
         if (p.IsEmpty() || q.IsEmpty())
