@@ -155,9 +155,11 @@ VECTOR_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack, CStep*
 }
 
 // The parting of a step's pieces at its node, by their ways as Part found
-// them.
-uint32_t CSightTree::Split(CFanStep* pStep, CFanStep* pBack, const float* pDa, const float* pDb,
-                           const int32_t* pWays, CStep* pStack) const
+// them: the lanes of each way are found for all columns at once; a distance
+// that is not a number is settled by StepOf, lane by lane.
+VECTOR_CLONES uint32_t CSightTree::Split(CFanStep* pStep, CFanStep* pBack, const float* pDa,
+                                         const float* pDb, const int32_t* pWays,
+                                         CStep* pStack) const
 {
     CFanStep& step = *pStep;
     const int32_t n = step.Node;
@@ -167,35 +169,44 @@ uint32_t CSightTree::Split(CFanStep* pStep, CFanStep* pBack, const float* pDa, c
     step.Node = inner.Front;
     uint32_t back = 0;
     uint32_t front = 0;
-    uint32_t blocked = 0;
-    for (uint32_t lanes = step.Lanes; lanes != 0; lanes &= lanes - 1u) {
-        const int32_t k = std::countr_zero(lanes);
+    uint32_t along = 0;
+    uint32_t odd = 0;
+    for (int32_t k = 0; k < FAN_SIZE; ++k) {
+        const int32_t way = pWays[k];
+        back |= static_cast<uint32_t>(way == 1 || way == 3) << k;
+        front |= static_cast<uint32_t>(way == 2 || way == 3) << k;
+        along |= static_cast<uint32_t>(way == 0) << k;
+        odd |= static_cast<uint32_t>(way > 3) << k;
+    }
+    const uint32_t lanes = step.Lanes;
+    back &= lanes;
+    front &= lanes;
+    along &= lanes;
+    for (uint32_t left = odd & lanes; left != 0; left &= left - 1u) {
+        const int32_t k = std::countr_zero(left);
         const uint32_t bit = 1u << k;
-        EStep way = EStep::Along;
-        if (pWays[k] > 3)
-            way = StepOf(pDa[k], pDb[k]);
-        else if (pWays[k] > 0)
-            way = pWays[k] == 1 ? EStep::Back : pWays[k] == 2 ? EStep::Front : EStep::Cut;
+        const EStep way = StepOf(pDa[k], pDb[k]);
         if (way == EStep::Back) {
             back |= bit;
         } else if (way == EStep::Front) {
             front |= bit;
         } else if (way == EStep::Cut) {
-            // CutLanes cut the lanes of way 3; a distance that is not a
-            // number is cut here.
-            if (pWays[k] > 3) {
-                const CHalves halves = CutHalves(Planes[static_cast<size_t>(n)], EndOf(step.A, k),
-                                                 EndOf(step.B, k), pDa[k]);
-                SetPiece(pBack, k, halves.Behind, halves.Crossing);
-                SetPiece(&step, k, halves.Crossing, halves.Ahead);
-            }
+            const CHalves halves = CutHalves(Planes[static_cast<size_t>(n)], EndOf(step.A, k),
+                                             EndOf(step.B, k), pDa[k]);
+            SetPiece(pBack, k, halves.Behind, halves.Crossing);
+            SetPiece(&step, k, halves.Crossing, halves.Ahead);
             back |= bit;
             front |= bit;
         } else {
-            // Along the plane: walked from here on its own, both ways.
-            if (!Sees(n, EndOf(step.A, k), EndOf(step.B, k), pStack))
-                blocked |= bit;
+            along |= bit;
         }
+    }
+    // Along the plane: walked from here on its own, both ways.
+    uint32_t blocked = 0;
+    for (uint32_t left = along; left != 0; left &= left - 1u) {
+        const int32_t k = std::countr_zero(left);
+        if (!Sees(n, EndOf(step.A, k), EndOf(step.B, k), pStack))
+            blocked |= 1u << k;
     }
     pBack->Lanes = back;
     step.Lanes = front;
