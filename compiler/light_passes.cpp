@@ -422,13 +422,22 @@ void AimGroups(CPass* pPass)
     std::vector<int32_t> times;
     std::vector<uint32_t> seenBy; // the shooter (plus 1) that counted a target last
     std::vector<int32_t> distinct;
+    // Leaves often share one visible list: its targets and their counts are
+    // worked out once for a run of shooters with that list.
+    const CBuildNode* const* pCounted = nullptr;
+    int32_t countedSize = -1;
     for (uint32_t k = 0; k < pPass->Shooters.size(); ++k) {
         const CShooter& shooter = pPass->Shooters[k];
         if (shooter.GroupCount == 0)
             continue;
-        distinct.clear();
         const CBuildNode* pLeaf = shooter.pLeaf;
-        for (int32_t i = 0; i < pLeaf->VisibleLeafCount; ++i) {
+        const bool bCounted =
+            pLeaf->pVisibleLeaves == pCounted && pLeaf->VisibleLeafCount == countedSize;
+        pCounted = pLeaf->pVisibleLeaves;
+        countedSize = pLeaf->VisibleLeafCount;
+        if (!bCounted)
+            distinct.clear();
+        for (int32_t i = 0; i < pLeaf->VisibleLeafCount && !bCounted; ++i) {
             const CBuildNode* pTarget = pLeaf->pVisibleLeaves[i];
             if (!pTarget || !pTarget->pGrids)
                 continue;
