@@ -47,10 +47,10 @@ struct CRange {
     double Error;
 };
 
-[[gnu::always_inline]] inline CRange RangeOf(const CPlane& plane, const CSightBox& box)
+[[gnu::always_inline]] inline CRange RangeOf(const double* plane, const CSightBox& box)
 {
-    const double normal[3] = {plane.Normal.x, plane.Normal.y, plane.Normal.z};
-    CRange range{plane.Distance, plane.Distance, std::abs(plane.Distance)};
+    const double* normal = plane;
+    CRange range{plane[3], plane[3], std::abs(plane[3])};
     for (int k = 0; k < 3; ++k) {
         // The lesser product is the low end's, whatever the normal's sign.
         const double atLow = normal[k] * box.Low[k];
@@ -88,7 +88,7 @@ void Classify(CSides* pSides, double low, double high)
     pSides->bOn = lowest < PLANE_EPSILON && highest > -PLANE_EPSILON;
 }
 
-[[gnu::always_inline]] inline CSides SidesOf(const CPlane& plane, const CSightBox& box)
+[[gnu::always_inline]] inline CSides SidesOf(const double* plane, const CSightBox& box)
 {
     const CRange range = RangeOf(plane, box);
     CSides sides;
@@ -103,7 +103,7 @@ void Classify(CSides* pSides, double low, double high)
 // Round of that plane (or of the same plane turned round, which measures
 // the same distances negated) are classified from that band as well as from
 // the corners of their box.
-[[gnu::always_inline]] inline CSides SidesAt(const CPlane& plane, int32_t planeId, const CSightBox& box)
+[[gnu::always_inline]] inline CSides SidesAt(const double* plane, int32_t planeId, const CSightBox& box)
 {
     CSides sides = SidesOf(plane, box);
     if (box.PlaneId < 0 || box.PlaneId != planeId)
@@ -202,17 +202,17 @@ bool IsFinite(const CSightBox& box)
 // level of distance from a plane, shrunk axis by axis; empty when no point
 // does. The bounds give way by the error of the distances, then come in to
 // float values. `range` is the box's RangeOf for the plane.
-CSightBox ClipBox(const CSightBox& box, const CPlane& plane, const CRange& range, double level,
+CSightBox ClipBox(const CSightBox& box, const double* plane, const CRange& range, double level,
                   bool bBelow)
 {
     if (bBelow ? range.High + range.Error <= level : range.Low - range.Error >= level)
         return box; // wholly on that side already
     if (bBelow ? range.Low - range.Error > level : range.High + range.Error < level)
         return CSightBox();
-    const double normal[3] = {plane.Normal.x, plane.Normal.y, plane.Normal.z};
+    const double* normal = plane;
     // The least (below) or greatest (above) distance, less each axis' share.
-    const double extreme = (bBelow ? range.Low : range.High) - plane.Distance;
-    const double limit = level - static_cast<double>(plane.Distance) +
+    const double extreme = (bBelow ? range.Low : range.High) - plane[3];
+    const double limit = level - plane[3] +
                          (bBelow ? range.Error : -range.Error);
     CSightBox clipped = box;
     for (int k = 0; k < 3; ++k) {
@@ -234,7 +234,7 @@ CSightBox ClipBox(const CSightBox& box, const CPlane& plane, const CRange& range
 // `front`: the box of CrossingBox kept to the band of its rounding round the
 // plane, where they lie, and carrying the plane (number planeId) and that
 // band.
-CSightBox Crossings(const CPlane& plane, int32_t planeId, const CSightBox& back,
+CSightBox Crossings(const double* plane, int32_t planeId, const CSightBox& back,
                     const CSightBox& front)
 {
     double rounding = 0.0;
@@ -252,7 +252,7 @@ CSightBox Crossings(const CPlane& plane, int32_t planeId, const CSightBox& back,
 // halves behind run from the first to the second, those in front from the
 // second to the third. False as soon as visit gives false.
 template <typename TVisit>
-bool ForEachCut(const CPlane& plane, int32_t planeId, const CSides& p, const CSides& q,
+bool ForEachCut(const double* plane, int32_t planeId, const CSides& p, const CSides& q,
                 const CSightBox& a, const CSightBox& b, TVisit visit)
 {
     for (const bool bABehind : {true, false}) {
@@ -584,7 +584,7 @@ int32_t CSightTree::Entry(const CSightBox& a, const CSightBox& b) const
     int32_t node = nRoot;
     while (node >= 0) {
         const CNode& inner = Nodes[static_cast<size_t>(node)];
-        const CPlane& plane = Planes[static_cast<size_t>(node)];
+        const double* plane = inner.Exact;
         const int32_t id = PlaneIds[static_cast<size_t>(node)];
         const EWay way = WholeWay(SidesAt(plane, id, a), SidesAt(plane, id, b));
         if (way == EWay::Split)
@@ -642,7 +642,7 @@ bool CSightTree::BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox&
         CPending pending = stack[--top];
         auto sidesOf = [&](const CSightBox& box) {
             const size_t at = static_cast<size_t>(pending.Node);
-            return SidesAt(Planes[at], PlaneIds[at], box);
+            return SidesAt(Nodes[at].Exact, PlaneIds[at], box);
         };
         // Down while every segment goes whole one way, with the boxes as
         // they are: a box may hold more than the ends that go on, which
@@ -665,7 +665,7 @@ bool CSightTree::BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox&
             continue;
         }
         const CNode& inner = Nodes[static_cast<size_t>(pending.Node)];
-        const CPlane& plane = Planes[static_cast<size_t>(pending.Node)];
+        const double* plane = inner.Exact;
         const int32_t id = PlaneIds[static_cast<size_t>(pending.Node)];
         // Every segment lies along the plane: it sees when it passes on
         // either side, which a walk of each side in turn may prove.
@@ -725,7 +725,7 @@ bool CSightTree::BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_
         if (++*pWork > BOX_WORK_LIMIT)
             return false;
         const CNode& inner = Nodes[static_cast<size_t>(node)];
-        const CPlane& plane = Planes[static_cast<size_t>(node)];
+        const double* plane = inner.Exact;
         const int32_t id = PlaneIds[static_cast<size_t>(node)];
         const CSides p = SidesAt(plane, id, a);
         const CSides q = SidesAt(plane, id, b);
