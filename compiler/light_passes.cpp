@@ -3,6 +3,7 @@
 #include "compiler/light_shot.h"
 #include "compiler/light_shot_block.h"
 #include "compiler/light_sight.h"
+#include "compiler/parallel_for.h"
 #include "compiler/progress.h"
 #include "compiler/stage_clock.h"
 #include "compiler/tree_walk.h"
@@ -413,51 +414,63 @@ bool MayLight(const CGroup& group, const CReceiver& receiver)
     return !group.bPlaneTest || !(HighestDistance(group.HighestPlane, receiver.Box) < -SIDE_MARGIN);
 }
 
-// Aims each group at the receivers it may light, shooter by shooter in walk
-// order, so that every receiver's list is in the order of the walk. A leaf
-// that stands twice in a visible list gets each shot twice in a row.
-void AimGroups(CPass* pPass)
+// Whether a leaf's visible list is the given one, or equal to it.
+bool SameList(const CBuildNode* pLeaf, const CBuildNode* const* pList, int32_t size)
 {
-    std::unordered_map<const CBuildNode*, int32_t> targetIndex;
-    std::vector<int32_t> times;
-    std::vector<uint32_t> seenBy; // the shooter (plus 1) that counted a target last
-    std::vector<int32_t> distinct;
-    // Leaves often share one visible list: its targets and their counts are
-    // worked out once for a run of shooters with that list.
+    return pLeaf->VisibleLeafCount == size &&
+           (pLeaf->pVisibleLeaves == pList ||
+            std::equal(pList, pList + size, pLeaf->pVisibleLeaves));
+}
+
+// The targets of every shooter's visible list, numbered in the order in
+// which the lists name them.
+void MakeTargets(CPass* pPass, std::unordered_map<const CBuildNode*, int32_t>* pIndex)
+{
+    const CBuildNode* const* pLast = nullptr;
+    int32_t lastSize = -1;
+    for (const CShooter& shooter : pPass->Shooters) {
+        const CBuildNode* pLeaf = shooter.pLeaf;
+        if (shooter.GroupCount == 0 || SameList(pLeaf, pLast, lastSize))
+            continue; // leaves often have one list, or equal ones
+        pLast = pLeaf->pVisibleLeaves;
+        lastSize = pLeaf->VisibleLeafCount;
+        for (int32_t i = 0; i < pLeaf->VisibleLeafCount; ++i) {
+            const CBuildNode* pTarget = pLeaf->pVisibleLeaves[i];
+            if (pTarget && pTarget->pGrids &&
+                pIndex->try_emplace(pTarget, static_cast<int32_t>(pPass->Targets.size())).second)
+                pPass->Targets.push_back(MakeTarget(pPass, pTarget));
+        }
+    }
+}
+
+// The aims at the targets t with t % shares == share.
+void AimShare(CPass* pPass, const std::unordered_map<const CBuildNode*, int32_t>& targetIndex,
+              int64_t share, int32_t shares)
+{
+    std::vector<int32_t> times(pPass->Targets.size(), 0);
+    std::vector<int32_t> distinct; // the share's targets in the list, each once
     const CBuildNode* const* pCounted = nullptr;
     int32_t countedSize = -1;
-    for (uint32_t k = 0; k < pPass->Shooters.size(); ++k) {
-        const CShooter& shooter = pPass->Shooters[k];
+    for (const CShooter& shooter : pPass->Shooters) {
+        const CBuildNode* pLeaf = shooter.pLeaf;
         if (shooter.GroupCount == 0)
             continue;
-        const CBuildNode* pLeaf = shooter.pLeaf;
-        const bool bCounted =
-            pLeaf->pVisibleLeaves == pCounted && pLeaf->VisibleLeafCount == countedSize;
-        pCounted = pLeaf->pVisibleLeaves;
-        countedSize = pLeaf->VisibleLeafCount;
-        if (!bCounted)
+        if (!SameList(pLeaf, pCounted, countedSize)) {
+            pCounted = pLeaf->pVisibleLeaves;
+            countedSize = pLeaf->VisibleLeafCount;
+            for (const int32_t t : distinct)
+                times[static_cast<size_t>(t)] = 0;
             distinct.clear();
-        for (int32_t i = 0; i < pLeaf->VisibleLeafCount && !bCounted; ++i) {
-            const CBuildNode* pTarget = pLeaf->pVisibleLeaves[i];
-            if (!pTarget || !pTarget->pGrids)
-                continue;
-            auto [it, bNew] = targetIndex.try_emplace(pTarget, static_cast<int32_t>(pPass->Targets.size()));
-            if (bNew) {
-                pPass->Targets.push_back(MakeTarget(pPass, pTarget));
-                times.push_back(0);
-                seenBy.push_back(0);
+            for (int32_t i = 0; i < pLeaf->VisibleLeafCount; ++i) {
+                const auto it = targetIndex.find(pLeaf->pVisibleLeaves[i]);
+                if (it == targetIndex.end() || it->second % shares != share)
+                    continue;
+                if (times[static_cast<size_t>(it->second)]++ == 0)
+                    distinct.push_back(it->second);
             }
-            const int32_t t = it->second;
-            if (seenBy[t] != k + 1) {
-                seenBy[t] = k + 1;
-                times[t] = 0;
-                distinct.push_back(t);
-            }
-            ++times[t];
         }
-        pPass->Aims.resize(pPass->Receivers.size());
         for (const int32_t t : distinct) {
-            const CTarget& target = pPass->Targets[t];
+            const CTarget& target = pPass->Targets[static_cast<size_t>(t)];
             for (uint32_t g = shooter.FirstGroup; g < shooter.FirstGroup + shooter.GroupCount; ++g) {
                 const CGroup& group = pPass->Groups[g];
                 if (target.ReceiverCount == 0 || !GroupReaches(group, target.Sphere))
@@ -465,12 +478,26 @@ void AimGroups(CPass* pPass)
                 for (uint32_t r = target.FirstReceiver;
                      r < target.FirstReceiver + target.ReceiverCount; ++r) {
                     if (MayLight(group, pPass->Receivers[r]))
-                        pPass->Aims[r].push_back({g, times[t]});
+                        pPass->Aims[r].push_back({g, times[static_cast<size_t>(t)]});
                 }
             }
         }
     }
+}
+
+// Aims each group at the receivers it may light, shooter by shooter in walk
+// order, so that every receiver's list is in the order of the walk. A leaf
+// that stands twice in a visible list gets each shot twice in a row. The
+// targets are shared out among the threads, each aiming at its own.
+void AimGroups(CPass* pPass, int32_t threads)
+{
+    std::unordered_map<const CBuildNode*, int32_t> targetIndex;
+    MakeTargets(pPass, &targetIndex);
     pPass->Aims.resize(pPass->Receivers.size());
+    const int32_t shares = std::max(threads, 1);
+    ParallelFor(
+        shares, shares, [] { return 0; },
+        [&](int, int64_t share) { AimShare(pPass, targetIndex, share, shares); });
 }
 
 // What the tests of blocks settled for a pair of blocks: every segment sees,
@@ -878,7 +905,7 @@ private:
 // at a time; each takes every shot aimed at it in the order of the walk.
 void Shoot(CPass* pPass, const CLightRun& run, const char* pszStage)
 {
-    AimGroups(pPass);
+    AimGroups(pPass, run.Threads);
     std::vector<uint32_t> order;
     std::vector<int64_t> cost(pPass->Receivers.size(), 0);
     int64_t pairs = 0;
