@@ -73,6 +73,7 @@ void FillVisibleLeaves(CBuildNode* pRoot, const CLeafVisibility& visibility)
     std::vector<uint64_t> seen(words);
     std::vector<uint64_t> reached(words);
     std::vector<uint64_t> lastReached;
+    std::vector<uint64_t> lastSeen; // what the last leaf with a list of its own saw
     const CBuildNode* pLastList = nullptr; // the last leaf with a list of its own
     for (size_t a = 0; a < count; ++a) {
         // The leaves seen from where A's samples lie...
@@ -82,18 +83,22 @@ void FillVisibleLeaves(CBuildNode* pRoot, const CLeafVisibility& visibility)
             for (size_t w = 0; w < words; ++w)
                 seen[w] |= pRow[w];
         }
-        // ...and the leaves with samples there.
-        std::fill(reached.begin(), reached.end(), 0);
-        ForEachSetBit(seen.data(), words, [&](size_t d) {
-            for (const int32_t b : holders[d])
-                reached[static_cast<size_t>(b) >> 6] |= uint64_t(1) << (b & 63);
-        });
+        // ...and the leaves with samples there: the last leaf's, when it saw
+        // the same leaves.
+        const bool bSameSeen = pLastList && seen == lastSeen;
+        if (!bSameSeen) {
+            std::fill(reached.begin(), reached.end(), 0);
+            ForEachSetBit(seen.data(), words, [&](size_t d) {
+                for (const int32_t b : holders[d])
+                    reached[static_cast<size_t>(b) >> 6] |= uint64_t(1) << (b & 63);
+            });
+        }
         CBuildNode* pLeaf = leaves[a];
         if (!pLeaf->bSharesVisibleLeaves)
             delete[] pLeaf->pVisibleLeaves;
         // Where the flow finds no walls, leaf after leaf gets the same list:
         // one array serves them all, so memory stays linear in the leaves.
-        if (pLastList && reached == lastReached) {
+        if (bSameSeen || (pLastList && reached == lastReached)) {
             pLeaf->pVisibleLeaves = pLastList->pVisibleLeaves;
             pLeaf->VisibleLeafCount = pLastList->VisibleLeafCount;
             pLeaf->bSharesVisibleLeaves = true;
@@ -103,5 +108,6 @@ void FillVisibleLeaves(CBuildNode* pRoot, const CLeafVisibility& visibility)
         pLastList = pLeaf;
         lastReached.swap(reached);
         reached.resize(words);
+        lastSeen = seen;
     }
 }
