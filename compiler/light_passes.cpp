@@ -465,8 +465,10 @@ void AimShare(CPass* pPass, const std::unordered_map<const CBuildNode*, int32_t>
                 const auto it = targetIndex.find(pLeaf->pVisibleLeaves[i]);
                 if (it == targetIndex.end() || it->second % shares != share)
                     continue;
-                if (times[static_cast<size_t>(it->second)]++ == 0)
+                const size_t t = static_cast<size_t>(it->second);
+                if (times[t] == 0)
                     distinct.push_back(it->second);
+                ++times[t];
             }
         }
         for (const int32_t t : distinct) {
