@@ -519,7 +519,7 @@ class CShooterThread {
 public:
     explicit CShooterThread(const CPass& pass)
         : Pass(pass), Stack(static_cast<size_t>(pass.pSight->StackSize())),
-          FanSteps(static_cast<size_t>(pass.pSight->StackSize()))
+          FanSteps(static_cast<size_t>(pass.pSight->FanStackSize()))
     {
     }
 

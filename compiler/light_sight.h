@@ -74,9 +74,12 @@ public:
     // the first `count` points of pTo (count <= FAN_SIZE): bit k of the
     // answer is the sight of pTo[k]. The walks go node by node together, each
     // piece with the rounding of its own walk; a piece found lying along a
-    // plane is walked on its own. pFan and pStack hold StackSize() entries.
+    // plane goes on as a fan of its own, with the others along it there.
+    // pStack holds StackSize() entries and pFan FanStackSize().
     uint32_t SeesFan(int32_t node, const CVector& from, const CVector* pTo, int32_t count,
                      CFanStep* pFan, CStep* pStack) const;
+    // Room for a fan's steps: its own, and those of the fans along a plane.
+    int32_t FanStackSize() const { return 2 * StackSize(); }
 
     // The deepest place that every segment between the two boxes enters
     // whole, on the way that LineOfSight takes from the root: their walks
@@ -116,9 +119,12 @@ private:
     // The plane key of a plane: turned so that its first non-zero component
     // is positive; false when it is not finite.
     static bool KeyOf(const CPlane& plane, std::array<float, 4>* pKey);
-    uint32_t Part(CFanStep* pStep, CFanStep* pBack, CStep* pStack) const;
+    uint32_t WalkFan(CFanStep* pFan, CStep* pStack, CFanStep* pAlong) const;
+    uint32_t Part(CFanStep* pStep, CFanStep* pBack, CStep* pStack, CFanStep* pAlong) const;
     uint32_t Split(CFanStep* pStep, CFanStep* pBack, const float* pDa, const float* pDb,
-                   const int32_t* pWays, CStep* pStack) const;
+                   const int32_t* pWays, CStep* pStack, CFanStep* pAlong) const;
+    uint32_t AlongSees(const CFanStep& step, uint32_t along, int32_t node, CStep* pStack,
+                       CFanStep* pAlong) const;
     bool BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_t* pWork) const;
     bool BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox& b, int32_t* pWork,
                       int32_t alternatives) const;

@@ -2,6 +2,7 @@
 #include "compiler/sight_step.h"
 #include "compiler/vector_clones.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 
@@ -79,13 +80,21 @@ VECTOR_CLONES void CutLanes(const double* plane, const float* pDa, const int32_t
 uint32_t CSightTree::SeesFan(int32_t node, const CVector& from, const CVector* pTo, int32_t count,
                              CFanStep* pFan, CStep* pStack) const
 {
-    const uint32_t all = count >= 32 ? ~0u : (1u << count) - 1u; // a shift by 32 is undefined
-    uint32_t out = 0; // lanes blocked
-    int32_t top = 1;
     pFan[0].Node = node;
-    pFan[0].Lanes = all;
+    pFan[0].Lanes = count >= 32 ? ~0u : (1u << count) - 1u; // a shift by 32 is undefined
     for (int32_t k = 0; k < count; ++k)
         SetPiece(&pFan[0], k, from, pTo[k]);
+    return WalkFan(pFan, pStack, pFan + StackSize());
+}
+
+// The lanes of the step in pFan[0] that pass from its node, its walk taking
+// the rest of pFan; fans along a plane on the way use pAlong (StackSize()
+// steps), or walk their pieces one by one when it is null.
+uint32_t CSightTree::WalkFan(CFanStep* pFan, CStep* pStack, CFanStep* pAlong) const
+{
+    const uint32_t all = pFan[0].Lanes;
+    uint32_t out = 0; // lanes blocked
+    int32_t top = 1;
     while (top > 0 && out != all) {
         CFanStep& step = pFan[top - 1];
         step.Lanes &= ~out;
@@ -95,7 +104,7 @@ uint32_t CSightTree::SeesFan(int32_t node, const CVector& from, const CVector* p
             --top;
             continue;
         }
-        out |= Part(&step, &pFan[top], pStack);
+        out |= Part(&step, &pFan[top], pStack, pAlong);
         if (pFan[top].Lanes != 0)
             ++top;
     }
@@ -109,7 +118,8 @@ uint32_t CSightTree::SeesFan(int32_t node, const CVector& from, const CVector* p
 // the plane there is walked on its own (with pStack) and dropped. Returns
 // the lanes that such a walk found blocked. Stops at once when the step is
 // at a leaf or empty; *pBack is left empty unless it parts.
-VECTOR_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack, CStep* pStack) const
+VECTOR_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack, CStep* pStack,
+                                        CFanStep* pAlong) const
 {
     CFanStep& step = *pStep;
     pBack->Lanes = 0;
@@ -149,7 +159,7 @@ VECTOR_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack, CStep*
             step.Node = notBack == 0 ? inner.Back : inner.Front;
             continue;
         }
-        return Split(&step, pBack, da, db, ways, pStack);
+        return Split(&step, pBack, da, db, ways, pStack, pAlong);
     }
     return 0;
 }
@@ -158,8 +168,8 @@ VECTOR_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack, CStep*
 // them: the lanes of each way are found for all columns at once; a distance
 // that is not a number is settled by StepOf, lane by lane.
 VECTOR_CLONES uint32_t CSightTree::Split(CFanStep* pStep, CFanStep* pBack, const float* pDa,
-                                         const float* pDb, const int32_t* pWays,
-                                         CStep* pStack) const
+                                         const float* pDb, const int32_t* pWays, CStep* pStack,
+                                         CFanStep* pAlong) const
 {
     CFanStep& step = *pStep;
     const int32_t n = step.Node;
@@ -201,14 +211,40 @@ VECTOR_CLONES uint32_t CSightTree::Split(CFanStep* pStep, CFanStep* pBack, const
             along |= bit;
         }
     }
-    // Along the plane: walked from here on its own, both ways.
-    uint32_t blocked = 0;
-    for (uint32_t left = along; left != 0; left &= left - 1u) {
-        const int32_t k = std::countr_zero(left);
-        if (!Sees(n, EndOf(step.A, k), EndOf(step.B, k), pStack))
-            blocked |= 1u << k;
-    }
+    const uint32_t blocked = along & ~AlongSees(step, along, n, pStack, pAlong);
     pBack->Lanes = back;
     step.Lanes = front;
     return blocked;
+}
+
+// The lanes of `along`, whose pieces in the step lie along the plane of
+// node n, that pass from there: a piece along a plane passes when it passes
+// on either side. Several go on together, behind and then (those blocked
+// there) in front, as a fan in pAlong; else each is walked on its own.
+uint32_t CSightTree::AlongSees(const CFanStep& step, uint32_t along, int32_t n, CStep* pStack,
+                               CFanStep* pAlong) const
+{
+    if (!pAlong || std::popcount(along) < 2) {
+        uint32_t sees = 0;
+        for (uint32_t left = along; left != 0; left &= left - 1u) {
+            const int32_t k = std::countr_zero(left);
+            if (Sees(n, EndOf(step.A, k), EndOf(step.B, k), pStack))
+                sees |= 1u << k;
+        }
+        return sees;
+    }
+    const CNode& inner = Nodes[static_cast<size_t>(n)];
+    uint32_t sees = 0;
+    for (const int32_t child : {inner.Back, inner.Front}) {
+        const uint32_t lanes = along & ~sees;
+        if (lanes == 0)
+            break;
+        CFanStep& start = pAlong[0];
+        std::copy(&step.A[0][0], &step.A[0][0] + 3 * FAN_SIZE, &start.A[0][0]);
+        std::copy(&step.B[0][0], &step.B[0][0] + 3 * FAN_SIZE, &start.B[0][0]);
+        start.Node = child;
+        start.Lanes = lanes;
+        sees |= WalkFan(pAlong, pStack, nullptr);
+    }
+    return sees;
 }

@@ -688,7 +688,7 @@ TEST_F(SightFanTest, EachLaneAnswersAsItsOwnWalk)
     ASSERT_TRUE(map.bReady);
     const CSightTree sight(map.pRoot);
     std::vector<CSightTree::CStep> stack(static_cast<size_t>(sight.StackSize()));
-    std::vector<CSightTree::CFanStep> fan(static_cast<size_t>(sight.StackSize()));
+    std::vector<CSightTree::CFanStep> fan(static_cast<size_t>(sight.FanStackSize()));
     std::vector<CVector> points;
     // World y is height: the floor's top lies at 32.
     for (float x = -250; x < 256; x += 41)
