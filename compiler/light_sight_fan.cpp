@@ -114,9 +114,9 @@ uint32_t CSightTree::WalkFan(CFanStep* pFan, CStep* pStack, CFanStep* pAlong) co
 // The walk of a fan's step down from its node: while its pieces all go one
 // way it follows them. Where they part, those that go whole behind and the
 // halves behind of those that are cut go to *pBack (for the back child),
-// the rest stay in the step for the front child; a piece that lies along
-// the plane there is walked on its own (with pStack) and dropped. Returns
-// the lanes that such a walk found blocked. Stops at once when the step is
+// the rest stay in the step for the front child; the pieces that lie along
+// the plane there are walked from there (AlongSees) and dropped. Returns
+// the lanes that those walks found blocked. Stops at once when the step is
 // at a leaf or empty; *pBack is left empty unless it parts.
 VECTOR_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack, CStep* pStack,
                                         CFanStep* pAlong) const

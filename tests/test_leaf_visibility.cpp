@@ -352,9 +352,8 @@ TEST(FlowVisibility, AFaceWithAReachedLeafBehindItLetsSightThrough)
 }
 
 // Two reached leaves on either side of y = 0 and no portal between them, so
-// each sees only itself. A grid whose samples lie on the plane counts on
-// both sides, as a line of sight from a point in the band may go either way.
-TEST(FillVisibleLeaves, SamplesInTheBandOfAPlaneCountOnBothSides)
+// each sees only itself; each has one grid, its samples at the height given.
+CBuildNode* TwoLeavesApart(float frontHeight, float backHeight)
 {
     CBuildNode* pRoot = new CBuildNode();
     pRoot->Plane = CPlane(CVector(0, 1, 0), 0.0f);
@@ -368,10 +367,20 @@ TEST(FillVisibleLeaves, SamplesInTheBandOfAPlaneCountOnBothSides)
         pLeaf->pGrids[0].pLumels = new CLumel[LUMEL_GRID_COUNT];
         pLeaf->pGrids[0].LumelCount = LUMEL_GRID_COUNT;
         for (int32_t i = 0; i < LUMEL_GRID_COUNT; ++i) {
-            const float height = pLeaf == pFront ? 5.0f : 0.0f;
+            const float height = pLeaf == pFront ? frontHeight : backHeight;
             pLeaf->pGrids[0].pLumels[i].Position = CVector(float(i % 16), height, float(i / 16));
         }
     }
+    return pRoot;
+}
+
+// A grid whose samples lie on the plane counts on both sides, as a line of
+// sight from a point in the band may go either way.
+TEST(FillVisibleLeaves, SamplesInTheBandOfAPlaneCountOnBothSides)
+{
+    CBuildNode* pRoot = TwoLeavesApart(5.0f, 0.0f);
+    CBuildNode* pFront = pRoot->pFront;
+    CBuildNode* pBack = pRoot->pBack;
     const CLeafVisibility vis = FlowVisibility(pRoot, nullptr, 0);
     ASSERT_FALSE(vis.Sees(0, 1));
     // Filled twice: the second fill replaces the lists of the first.
@@ -387,6 +396,21 @@ TEST(FillVisibleLeaves, SamplesInTheBandOfAPlaneCountOnBothSides)
     }
     EXPECT_EQ(pBack->pVisibleLeaves, pFront->pVisibleLeaves);
     EXPECT_TRUE(pBack->bSharesVisibleLeaves && !pFront->bSharesVisibleLeaves);
+    FreeTree(&pRoot);
+}
+
+// Samples clear of the plane: each leaf sees itself alone, and its list
+// holds only itself, not the list of the leaf before it.
+TEST(FillVisibleLeaves, LeavesThatSeeDifferentLeavesGetListsOfTheirOwn)
+{
+    CBuildNode* pRoot = TwoLeavesApart(5.0f, -5.0f);
+    const CLeafVisibility vis = FlowVisibility(pRoot, nullptr, 0);
+    FillVisibleLeaves(pRoot, vis);
+    for (CBuildNode* pLeaf : {pRoot->pFront, pRoot->pBack}) {
+        ASSERT_EQ(pLeaf->VisibleLeafCount, 1);
+        EXPECT_EQ(pLeaf->pVisibleLeaves[0], pLeaf);
+        EXPECT_FALSE(pLeaf->bSharesVisibleLeaves);
+    }
     FreeTree(&pRoot);
 }
 
