@@ -15,6 +15,9 @@
 //   need no segment walk of their own;
 // - the segments from one source to a block of samples that must be walked
 //   go down the tree together, as a fan (CSightTree::SeesFan);
+// - a receiver's light is held in columns while it takes its shots, so that
+//   the shots of a block are made, tested and added several at a time, and
+//   a block whose tests are settled takes them all at once;
 // - threads divide the receiving faces among them: a face takes its shots in
 //   the order of the walk, from one thread only.
 // Memory grows with the number of samples and of source-face pairs in

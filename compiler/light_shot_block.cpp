@@ -96,7 +96,8 @@ VECTOR_CLONES void AddShots(const CShotBlock& shots, uint32_t bits, int32_t time
         for (int32_t c = 0; c < 3; ++c) {
             int32_t* pChannel = pLight->Channels[c];
             for (int32_t k = 0; k < SHOT_BLOCK_SIZE; ++k) {
-                const int32_t sum = CLightRecord::SaturateChannel(pChannel[k], shots.Channels[c][k]);
+                const int32_t add = shots.Channels[c][k];
+                const int32_t sum = CLightRecord::SaturateChannel(pChannel[k], add);
                 pChannel[k] = (bits >> k) & 1u ? sum : pChannel[k];
             }
         }

@@ -61,5 +61,6 @@ struct CBlockBoxes {
 // Bit b: block b may get light from the source. A block is passed over when
 // it lies beyond the source's reach (BeyondReach of its distance from the
 // source) or, when the plane is tested, wholly more than `margin` behind the
-// source's plane. The tests are those of single boxes, step for step.
+// source's plane. Each block is tested as a single box is in the passes,
+// step for step.
 uint32_t BlocksInReach(const CShotSource& source, const CBlockBoxes& boxes, double margin);

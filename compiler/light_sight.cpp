@@ -41,6 +41,7 @@ double FloatAtOrBelow(double value)
 
 // The lowest and highest distance of a box's points from a plane, each
 // within `error` of the value that the walk computes in double for a point.
+// Here and below a plane is a node's normal and distance in double (Exact).
 struct CRange {
     double Low;
     double High;
@@ -103,7 +104,8 @@ void Classify(CSides* pSides, double low, double high)
 // Round of that plane (or of the same plane turned round, which measures
 // the same distances negated) are classified from that band as well as from
 // the corners of their box.
-[[gnu::always_inline]] inline CSides SidesAt(const double* plane, int32_t planeId, const CSightBox& box)
+[[gnu::always_inline]] inline CSides SidesAt(const double* plane, int32_t planeId,
+                                             const CSightBox& box)
 {
     CSides sides = SidesOf(plane, box);
     if (box.PlaneId < 0 || box.PlaneId != planeId)
@@ -212,8 +214,7 @@ CSightBox ClipBox(const CSightBox& box, const double* plane, const CRange& range
     const double* normal = plane;
     // The least (below) or greatest (above) distance, less each axis' share.
     const double extreme = (bBelow ? range.Low : range.High) - plane[3];
-    const double limit = level - plane[3] +
-                         (bBelow ? range.Error : -range.Error);
+    const double limit = level - plane[3] + (bBelow ? range.Error : -range.Error);
     CSightBox clipped = box;
     for (int k = 0; k < 3; ++k) {
         if (normal[k] == 0.0)
