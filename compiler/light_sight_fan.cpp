@@ -11,8 +11,9 @@
 // own segment alone. So the segments of a fan go down the tree together: at
 // each node the pieces that enter it are measured in one loop, go on
 // together while they all go one way, and part only where they do. A lane
-// is out once a piece of it meets solid. A piece found lying along a plane
-// (it passes when either side passes it) is walked on its own from there.
+// is out once a piece of it meets solid. Pieces found lying along a plane
+// (one passes when either side passes it) go on from there as a fan of
+// their own, behind and then in front; a lone one is walked on its own.
 
 namespace {
 

@@ -697,7 +697,7 @@ INSTANTIATE_TEST_SUITE_P(Rooms, LitMapTest, ::testing::Bool(),
 
 // Fans of segments walked together answer, lane by lane, as each segment's
 // own walk: across the rooms, through the wall and the slanted brushes,
-// along the floor's plane (that piece walked on its own), and to a point
+// along the floor's plane (those pieces as a fan of their own), and to a point
 // that is not a number (measured by the rule of single walks).
 class SightFanTest : public ScratchDirTest {};
 
