@@ -13,6 +13,7 @@
 #include <atomic>
 #include <bit>
 #include <cmath>
+#include <memory>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -530,6 +531,7 @@ public:
         for (const CAim& aim : Pass.Aims[r]) {
             const CGroup& group = Pass.Groups[aim.Group];
             ++nAim;
+            Pass.pSight->SetSkips(pSkips.get(), group.Box, receiver.Box);
             for (uint32_t s = group.First; s < group.First + group.Count; ++s) {
                 if (!ShootSource(group, Pass.Sources[s], receiver, aim.Times))
                     break; // the whole group is out of sight
@@ -760,7 +762,7 @@ private:
             return;
         LineTests += nFan;
         const uint32_t sees = Pass.pSight->SeesFan(nFanEntry, FanFrom, FanEnds, nFan,
-                                                   FanSteps.data(), Stack.data());
+                                                   FanSteps.data(), Stack.data(), pSkips.get());
         for (int32_t k = 0; k < nFan; ++k) {
             if (sees & (1u << k))
                 Light(FanShots[k].Sample, FanShots[k].Shot, nFanTimes);
@@ -894,6 +896,8 @@ private:
         CLightRecord Shot;
     };
     std::vector<CSightTree::CFanStep> FanSteps;
+    // What the fans of an aim pass over; apart, as it is large.
+    std::unique_ptr<CSightTree::CSkips> pSkips = std::make_unique<CSightTree::CSkips>();
     CVector FanFrom;
     CVector FanEnds[CSightTree::FAN_SIZE];
     CFanShot FanShots[CSightTree::FAN_SIZE];

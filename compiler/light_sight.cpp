@@ -752,3 +752,67 @@ bool CSightTree::BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_
         return ForEachCut(plane, id, p, q, a, b, eitherHalfDies);
     }
 }
+
+// Beyond this size of coordinate the rounding of a crossing's distances could
+// carry it past the ends of its piece; no fan there passes over a node.
+constexpr double SKIP_COORDINATE_LIMIT = 131072.0;
+
+void CSightTree::SetSkips(CSkips* pSkips, const CSightBox& a, const CSightBox& b) const
+{
+    if (++pSkips->nPair == 0) { // wrapped round: old entries could pass for new ones
+        for (CSkips::CEntry& entry : pSkips->Entries)
+            entry = CSkips::CEntry();
+        pSkips->nPair = 1;
+    }
+    CSightBox hull = a;
+    hull.Add(b);
+    const double largest = LargestCoordinate(hull);
+    pSkips->bActive = !a.IsEmpty() && !b.IsEmpty() && IsFinite(hull) &&
+                      largest <= SKIP_COORDINATE_LIMIT;
+    for (int k = 0; k < 3; ++k) {
+        pSkips->Low[0][k] = a.Low[k];
+        pSkips->High[0][k] = a.High[k];
+        pSkips->Low[1][k] = b.Low[k];
+        pSkips->High[1][k] = b.High[k];
+    }
+    // A piece's end is the crossing of a piece that may have been cut
+    // before, once per node on the way down at most. Each crossing strays
+    // from its segment by three roundings to float per axis, well within
+    // 1e-6 of the largest coordinate in distance; 1e-4 covers the rounding
+    // of distances in double.
+    pSkips->Slack = 1e-6 * (nDepth + 1) * largest + 1e-4;
+}
+
+// Where every point between the boxes lies below -0.2 (or above 0.2) once
+// the slack is added, every piece's distances round to a float at -0.2 or
+// less at both ends: each piece goes whole behind.
+int32_t CSightTree::FindSkip(CSkips* pSkips, int32_t node) const
+{
+    int32_t at = node;
+    while (pSkips->bActive && at >= 0) {
+        const CNode& inner = Nodes[static_cast<size_t>(at)];
+        const double* plane = inner.Exact;
+        double low = 1e300;
+        double high = -1e300;
+        for (int box = 0; box < 2; ++box) {
+            double boxLow = plane[3];
+            double boxHigh = plane[3];
+            for (int k = 0; k < 3; ++k) {
+                const double atLow = plane[k] * pSkips->Low[box][k];
+                const double atHigh = plane[k] * pSkips->High[box][k];
+                boxLow += std::min(atLow, atHigh);
+                boxHigh += std::max(atLow, atHigh);
+            }
+            low = std::min(low, boxLow);
+            high = std::max(high, boxHigh);
+        }
+        if (static_cast<float>(high + pSkips->Slack) <= -PLANE_EPSILON)
+            at = inner.Back;
+        else if (static_cast<float>(low - pSkips->Slack) >= PLANE_EPSILON)
+            at = inner.Front;
+        else
+            break;
+    }
+    pSkips->Entries[node & (CSkips::SIZE - 1)] = {node, at, pSkips->nPair};
+    return at;
+}

@@ -60,6 +60,30 @@ public:
         alignas(64) double B[3][FAN_SIZE] = {};
     };
 
+    // The nodes that the fans between two boxes pass over. Where every
+    // point between the boxes lies out of a node's band on one side of its
+    // plane, every piece of their segments goes that way uncut, so a fan
+    // may go straight on to the first node below where they may part.
+    // Found on first use and kept by node for the pair; one per thread.
+    class CSkips {
+    private:
+        friend class CSightTree;
+        struct CEntry {
+            int32_t Node = SOLID; // none
+            int32_t Target = SOLID;
+            uint32_t Pair = 0;
+        };
+        static constexpr int32_t SIZE = 2048; // a power of 2
+        CEntry Entries[SIZE];
+        uint32_t nPair = 0; // the pair that the entries of this number hold
+        bool bActive = false;
+        double Low[2][3] = {};
+        double High[2][3] = {};
+        double Slack = 0.0; // how far the pieces' ends may stray from the boxes
+    };
+    // Sets *pSkips for the fans between boxes a and b.
+    void SetSkips(CSkips* pSkips, const CSightBox& a, const CSightBox& b) const;
+
     explicit CSightTree(const CBuildNode* pRoot);
 
     int32_t Root() const { return nRoot; }
@@ -75,9 +99,11 @@ public:
     // answer is the sight of pTo[k]. The walks go node by node together, each
     // piece with the rounding of its own walk; a piece found lying along a
     // plane goes on as a fan of its own, with the others along it there.
-    // pStack holds StackSize() entries and pFan FanStackSize().
+    // pStack holds StackSize() entries and pFan FanStackSize(). With pSkips
+    // (set for boxes that hold every point of the fan), the walk passes
+    // over the nodes that it finds.
     uint32_t SeesFan(int32_t node, const CVector& from, const CVector* pTo, int32_t count,
-                     CFanStep* pFan, CStep* pStack) const;
+                     CFanStep* pFan, CStep* pStack, CSkips* pSkips = nullptr) const;
     // Room for a fan's steps: its own, and those of the fans along a plane.
     int32_t FanStackSize() const { return 2 * StackSize(); }
 
@@ -119,12 +145,31 @@ private:
     // The plane key of a plane: turned so that its first non-zero component
     // is positive; false when it is not finite.
     static bool KeyOf(const CPlane& plane, std::array<float, 4>* pKey);
-    uint32_t WalkFan(CFanStep* pFan, CStep* pStack, CFanStep* pAlong) const;
-    uint32_t Part(CFanStep* pStep, CFanStep* pBack, CStep* pStack, CFanStep* pAlong) const;
+    // What a fan's walk uses besides its steps: fans along a plane on the
+    // way use pAlong (StackSize() steps), or walk their pieces one by one
+    // when it is null; pSkips may be null.
+    struct CFanWalk {
+        CStep* pStack;
+        CFanStep* pAlong;
+        CSkips* pSkips;
+    };
+    uint32_t WalkFan(CFanStep* pFan, const CFanWalk& walk) const;
+    uint32_t Part(CFanStep* pStep, CFanStep* pBack, const CFanWalk& walk) const;
     uint32_t Split(CFanStep* pStep, CFanStep* pBack, const float* pDa, const float* pDb,
-                   const int32_t* pWays, CStep* pStack, CFanStep* pAlong) const;
-    uint32_t AlongSees(const CFanStep& step, uint32_t along, int32_t node, CStep* pStack,
-                       CFanStep* pAlong) const;
+                   const int32_t* pWays, const CFanWalk& walk) const;
+    uint32_t AlongSees(const CFanStep& step, uint32_t along, int32_t node,
+                       const CFanWalk& walk) const;
+    // The place that a fan's walk goes on to from `node`.
+    int32_t SkipFrom(CSkips* pSkips, int32_t node) const
+    {
+        if (pSkips == nullptr || node < 0)
+            return node;
+        const CSkips::CEntry& entry = pSkips->Entries[node & (CSkips::SIZE - 1)];
+        if (entry.Node == node && entry.Pair == pSkips->nPair)
+            return entry.Target;
+        return FindSkip(pSkips, node);
+    }
+    int32_t FindSkip(CSkips* pSkips, int32_t node) const;
     bool BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_t* pWork) const;
     bool BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox& b, int32_t* pWork,
                       int32_t alternatives) const;

@@ -79,19 +79,18 @@ VECTOR_CLONES void CutLanes(const double* plane, const float* pDa, const int32_t
 } // namespace
 
 uint32_t CSightTree::SeesFan(int32_t node, const CVector& from, const CVector* pTo, int32_t count,
-                             CFanStep* pFan, CStep* pStack) const
+                             CFanStep* pFan, CStep* pStack, CSkips* pSkips) const
 {
-    pFan[0].Node = node;
+    pFan[0].Node = SkipFrom(pSkips, node);
     pFan[0].Lanes = count >= 32 ? ~0u : (1u << count) - 1u; // a shift by 32 is undefined
     for (int32_t k = 0; k < count; ++k)
         SetPiece(&pFan[0], k, from, pTo[k]);
-    return WalkFan(pFan, pStack, pFan + StackSize());
+    return WalkFan(pFan, {pStack, pFan + StackSize(), pSkips});
 }
 
 // The lanes of the step in pFan[0] that pass from its node, its walk taking
-// the rest of pFan; fans along a plane on the way use pAlong (StackSize()
-// steps), or walk their pieces one by one when it is null.
-uint32_t CSightTree::WalkFan(CFanStep* pFan, CStep* pStack, CFanStep* pAlong) const
+// the rest of pFan.
+uint32_t CSightTree::WalkFan(CFanStep* pFan, const CFanWalk& walk) const
 {
     const uint32_t all = pFan[0].Lanes;
     uint32_t out = 0; // lanes blocked
@@ -105,7 +104,7 @@ uint32_t CSightTree::WalkFan(CFanStep* pFan, CStep* pStack, CFanStep* pAlong) co
             --top;
             continue;
         }
-        out |= Part(&step, &pFan[top], pStack, pAlong);
+        out |= Part(&step, &pFan[top], walk);
         if (pFan[top].Lanes != 0)
             ++top;
     }
@@ -119,8 +118,8 @@ uint32_t CSightTree::WalkFan(CFanStep* pFan, CStep* pStack, CFanStep* pAlong) co
 // the plane there are walked from there (AlongSees) and dropped. Returns
 // the lanes that those walks found blocked. Stops at once when the step is
 // at a leaf or empty; *pBack is left empty unless it parts.
-VECTOR_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack, CStep* pStack,
-                                        CFanStep* pAlong) const
+VECTOR_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack,
+                                        const CFanWalk& walk) const
 {
     CFanStep& step = *pStep;
     pBack->Lanes = 0;
@@ -160,7 +159,7 @@ VECTOR_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack, CStep*
             step.Node = notBack == 0 ? inner.Back : inner.Front;
             continue;
         }
-        return Split(&step, pBack, da, db, ways, pStack, pAlong);
+        return Split(&step, pBack, da, db, ways, walk);
     }
     return 0;
 }
@@ -169,15 +168,15 @@ VECTOR_CLONES uint32_t CSightTree::Part(CFanStep* pStep, CFanStep* pBack, CStep*
 // them: the lanes of each way are found for all columns at once; a distance
 // that is not a number is settled by StepOf, lane by lane.
 VECTOR_CLONES uint32_t CSightTree::Split(CFanStep* pStep, CFanStep* pBack, const float* pDa,
-                                         const float* pDb, const int32_t* pWays, CStep* pStack,
-                                         CFanStep* pAlong) const
+                                         const float* pDb, const int32_t* pWays,
+                                         const CFanWalk& walk) const
 {
     CFanStep& step = *pStep;
     const int32_t n = step.Node;
     const CNode& inner = Nodes[static_cast<size_t>(n)];
     CutLanes(inner.Exact, pDa, pWays, &step, pBack);
-    pBack->Node = inner.Back;
-    step.Node = inner.Front;
+    pBack->Node = SkipFrom(walk.pSkips, inner.Back);
+    step.Node = SkipFrom(walk.pSkips, inner.Front);
     uint32_t back = 0;
     uint32_t front = 0;
     uint32_t along = 0;
@@ -212,7 +211,7 @@ VECTOR_CLONES uint32_t CSightTree::Split(CFanStep* pStep, CFanStep* pBack, const
             along |= bit;
         }
     }
-    const uint32_t blocked = along & ~AlongSees(step, along, n, pStack, pAlong);
+    const uint32_t blocked = along & ~AlongSees(step, along, n, walk);
     pBack->Lanes = back;
     step.Lanes = front;
     return blocked;
@@ -222,9 +221,11 @@ VECTOR_CLONES uint32_t CSightTree::Split(CFanStep* pStep, CFanStep* pBack, const
 // node n, that pass from there: a piece along a plane passes when it passes
 // on either side. Several go on together, behind and then (those blocked
 // there) in front, as a fan in pAlong; else each is walked on its own.
-uint32_t CSightTree::AlongSees(const CFanStep& step, uint32_t along, int32_t n, CStep* pStack,
-                               CFanStep* pAlong) const
+uint32_t CSightTree::AlongSees(const CFanStep& step, uint32_t along, int32_t n,
+                               const CFanWalk& walk) const
 {
+    CStep* const pStack = walk.pStack;
+    CFanStep* const pAlong = walk.pAlong;
     if (!pAlong || std::popcount(along) < 2) {
         uint32_t sees = 0;
         for (uint32_t left = along; left != 0; left &= left - 1u) {
@@ -243,9 +244,9 @@ uint32_t CSightTree::AlongSees(const CFanStep& step, uint32_t along, int32_t n, 
         CFanStep& start = pAlong[0];
         std::copy(&step.A[0][0], &step.A[0][0] + 3 * FAN_SIZE, &start.A[0][0]);
         std::copy(&step.B[0][0], &step.B[0][0] + 3 * FAN_SIZE, &start.B[0][0]);
-        start.Node = child;
+        start.Node = SkipFrom(walk.pSkips, child);
         start.Lanes = lanes;
-        sees |= WalkFan(pAlong, pStack, nullptr);
+        sees |= WalkFan(pAlong, {pStack, nullptr, walk.pSkips});
     }
     return sees;
 }
