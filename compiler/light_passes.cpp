@@ -13,7 +13,6 @@
 #include <atomic>
 #include <bit>
 #include <cmath>
-#include <memory>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -531,7 +530,7 @@ public:
         for (const CAim& aim : Pass.Aims[r]) {
             const CGroup& group = Pass.Groups[aim.Group];
             ++nAim;
-            Pass.pSight->SetSkips(pSkips.get(), group.Box, receiver.Box);
+            Pass.pSight->SetSkips(&Skips, group.Box, receiver.Box);
             for (uint32_t s = group.First; s < group.First + group.Count; ++s) {
                 if (!ShootSource(group, Pass.Sources[s], receiver, aim.Times))
                     break; // the whole group is out of sight
@@ -762,7 +761,7 @@ private:
             return;
         LineTests += nFan;
         const uint32_t sees = Pass.pSight->SeesFan(nFanEntry, FanFrom, FanEnds, nFan,
-                                                   FanSteps.data(), Stack.data(), pSkips.get());
+                                                   FanSteps.data(), Stack.data(), &Skips);
         for (int32_t k = 0; k < nFan; ++k) {
             if (sees & (1u << k))
                 Light(FanShots[k].Sample, FanShots[k].Shot, nFanTimes);
@@ -896,8 +895,7 @@ private:
         CLightRecord Shot;
     };
     std::vector<CSightTree::CFanStep> FanSteps;
-    // What the fans of an aim pass over; apart, as it is large.
-    std::unique_ptr<CSightTree::CSkips> pSkips = std::make_unique<CSightTree::CSkips>();
+    CSightTree::CSkips Skips; // what the fans of an aim pass over
     CVector FanFrom;
     CVector FanEnds[CSightTree::FAN_SIZE];
     CFanShot FanShots[CSightTree::FAN_SIZE];

@@ -813,6 +813,6 @@ int32_t CSightTree::FindSkip(CSkips* pSkips, int32_t node) const
         else
             break;
     }
-    pSkips->Entries[node & (CSkips::SIZE - 1)] = {node, at, pSkips->nPair};
+    pSkips->EntryOf(node) = {node, at, pSkips->nPair};
     return at;
 }

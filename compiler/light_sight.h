@@ -9,6 +9,7 @@
 #include "geometry/vector.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <vector>
@@ -64,8 +65,12 @@ public:
     // point between the boxes lies out of a node's band on one side of its
     // plane, every piece of their segments goes that way uncut, so a fan
     // may go straight on to the first node below where they may part.
-    // Found on first use and kept by node for the pair; one per thread.
+    // Found on first use and kept for the pair in 2^sizeLog2 entries, by
+    // node number; one per thread.
     class CSkips {
+    public:
+        explicit CSkips(int32_t sizeLog2 = 11) : Entries(std::size_t{1} << sizeLog2) {}
+
     private:
         friend class CSightTree;
         struct CEntry {
@@ -73,8 +78,11 @@ public:
             int32_t Target = SOLID;
             uint32_t Pair = 0;
         };
-        static constexpr int32_t SIZE = 2048; // a power of 2
-        CEntry Entries[SIZE];
+        CEntry& EntryOf(int32_t node)
+        {
+            return Entries[static_cast<std::size_t>(node) & (Entries.size() - 1)];
+        }
+        std::vector<CEntry> Entries;
         uint32_t nPair = 0; // the pair that the entries of this number hold
         bool bActive = false;
         double Low[2][3] = {};
@@ -164,7 +172,7 @@ private:
     {
         if (pSkips == nullptr || node < 0)
             return node;
-        const CSkips::CEntry& entry = pSkips->Entries[node & (CSkips::SIZE - 1)];
+        const CSkips::CEntry& entry = pSkips->EntryOf(node);
         if (entry.Node == node && entry.Pair == pSkips->nPair)
             return entry.Target;
         return FindSkip(pSkips, node);

@@ -20,7 +20,6 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -710,7 +709,8 @@ TEST_F(SightFanTest, EachLaneAnswersAsItsOwnWalk)
     const CSightTree sight(map.pRoot);
     std::vector<CSightTree::CStep> stack(static_cast<size_t>(sight.StackSize()));
     std::vector<CSightTree::CFanStep> fan(static_cast<size_t>(sight.FanStackSize()));
-    const auto pSkips = std::make_unique<CSightTree::CSkips>();
+    // Few entries, so that nodes share them.
+    CSightTree::CSkips skips(2);
     std::vector<CVector> points;
     // World y is height: the floor's top lies at 32.
     for (float x = -250; x < 256; x += 41)
@@ -731,9 +731,9 @@ TEST_F(SightFanTest, EachLaneAnswersAsItsOwnWalk)
             from.Add(points[s]);
             for (int32_t k = 0; k < count; ++k)
                 to.Add(points[first + k]);
-            sight.SetSkips(pSkips.get(), from, to);
+            sight.SetSkips(&skips, from, to);
             ASSERT_EQ(sight.SeesFan(sight.Root(), points[s], &points[first], count, fan.data(),
-                                    stack.data(), pSkips.get()),
+                                    stack.data(), &skips),
                       sees)
                 << s << " to " << first;
             for (int32_t k = 0; k < count; ++k) {
