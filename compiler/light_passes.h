@@ -14,7 +14,9 @@
 //   sources and a block of samples that are surely in sight of each other
 //   need no segment walk of their own;
 // - the segments from one source to a block of samples that must be walked
-//   go down the tree together, as a fan (CSightTree::SeesFan);
+//   go down the tree together, as a fan (CSightTree::SeesFan), which passes
+//   over the nodes that every segment between the pair of faces goes by
+//   whole (CSightTree::CSkips);
 // - a receiver's light is held in columns while it takes its shots, so that
 //   the shots of a block are made, tested and added several at a time, and
 //   a block whose tests are settled takes them all at once;

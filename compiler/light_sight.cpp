@@ -777,7 +777,7 @@ void CSightTree::SetSkips(CSkips* pSkips, const CSightBox& a, const CSightBox& b
     }
     // A piece's end is the crossing of a piece that may have been cut
     // before, once per node on the way down at most. Each crossing strays
-    // from its segment by three roundings to float per axis, well within
+    // from its segment by three roundings to float per axis, within
     // 1e-6 of the largest coordinate in distance; 1e-4 covers the rounding
     // of distances in double.
     pSkips->Slack = 1e-6 * (nDepth + 1) * largest + 1e-4;

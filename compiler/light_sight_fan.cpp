@@ -14,6 +14,8 @@
 // is out once a piece of it meets solid. Pieces found lying along a plane
 // (one passes when either side passes it) go on from there as a fan of
 // their own, behind and then in front; a lone one is walked on its own.
+// Given the skips of the boxes that hold the fan, a fan that starts or parts
+// goes straight on to the first node below where its pieces may part.
 
 namespace {
 
