@@ -750,7 +750,11 @@ private:
             Flush();
         nFanEntry = entry;
         FanFrom = from;
-        FanEnds[nFan] = pFanGrid->pLumels[SAMPLE_ORDER.Index[k]].Position;
+        // The sample's position as the block's columns hold it, widened.
+        const CShotPoints& points = Points[k / BLOCK_SAMPLES];
+        const int32_t j = k % BLOCK_SAMPLES;
+        FanEnds[nFan] = CVector(static_cast<float>(points.X[j]), static_cast<float>(points.Y[j]),
+                                static_cast<float>(points.Z[j]));
         FanShots[nFan] = {k, shot};
         ++nFan;
     }
