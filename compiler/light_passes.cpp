@@ -853,7 +853,7 @@ private:
         if (pState->Aim != nAim) {
             pState->Aim = nAim;
             const CSightTree& sight = *Pass.pSight;
-            pState->Entry = sight.Entry(a, b);
+            pState->Entry = sight.Entry(a, b, &Skips);
             if (pState->Entry == CSightTree::OPEN) {
                 pState->Sight = EBlockSight::Sees;
             } else if (pState->Entry == CSightTree::SOLID) {
@@ -862,8 +862,8 @@ private:
                 if (pWitness->Sees < 0)
                     pWitness->Entry = pState->Entry;
                 const bool bSees = Walk(pWitness);
-                if (bSees ? sight.BoxesSee(pState->Entry, a, b)
-                          : sight.BoxesBlocked(pState->Entry, a, b))
+                if (bSees ? sight.BoxesSee(pState->Entry, a, b, &Skips)
+                          : sight.BoxesBlocked(pState->Entry, a, b, &Skips))
                     pState->Sight = bSees ? EBlockSight::Sees : EBlockSight::Blocked;
                 else
                     pState->Sight = EBlockSight::Walk;

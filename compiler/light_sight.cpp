@@ -578,7 +578,7 @@ bool CSightTree::Sees(int32_t node, const CVector& from, const CVector& to, CSte
     return bSees;
 }
 
-int32_t CSightTree::Entry(const CSightBox& a, const CSightBox& b) const
+int32_t CSightTree::Entry(const CSightBox& a, const CSightBox& b, CSkips* pSkips) const
 {
     if (a.IsEmpty() || b.IsEmpty() || !IsFinite(a) || !IsFinite(b))
         return nRoot;
@@ -590,22 +590,24 @@ int32_t CSightTree::Entry(const CSightBox& a, const CSightBox& b) const
         const EWay way = WholeWay(SidesAt(plane, id, a), SidesAt(plane, id, b));
         if (way == EWay::Split)
             break;
-        node = way == EWay::Back ? inner.Back : inner.Front;
+        node = SkipFrom(pSkips, way == EWay::Back ? inner.Back : inner.Front);
     }
     return node;
 }
 
-bool CSightTree::BoxesSee(int32_t node, const CSightBox& a, const CSightBox& b) const
+bool CSightTree::BoxesSee(int32_t node, const CSightBox& a, const CSightBox& b,
+                          CSkips* pSkips) const
 {
     if (a.IsEmpty() || b.IsEmpty() || !IsFinite(a) || !IsFinite(b))
         return node == OPEN;
     int32_t work = 0;
-    return BoxesSeeFrom(node, a, b, &work, 0);
+    return BoxesSeeFrom(node, a, b, &work, 0, pSkips);
 }
 
 bool CSightTree::BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox& b,
-                              int32_t* pWork, int32_t alternatives) const
+                              int32_t* pWork, int32_t alternatives, CSkips* pSkips) const
 {
+    node = SkipFrom(pSkips, node);
     if (node < 0)
         return node == OPEN;
     // Pairs of end boxes still to walk, each with the node it enters. The
@@ -629,11 +631,12 @@ bool CSightTree::BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox&
     auto push = [&](int32_t child, const CSightBox& p, const CSightBox& q) {
         if (p.IsEmpty() || q.IsEmpty())
             return true; // no segment goes there
-        if (child < 0)
-            return child == OPEN; // a leaf: nothing more to walk
+        const int32_t to = SkipFrom(pSkips, child);
+        if (to < 0)
+            return to == OPEN; // a leaf: nothing more to walk
         if (top == BOX_STACK_SIZE)
             return false;
-        stack[top++] = {child, p, q};
+        stack[top++] = {to, p, q};
         return true;
     };
     stack[top++] = {node, a, b};
@@ -652,7 +655,7 @@ bool CSightTree::BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox&
         CSides q = sidesOf(pending.B);
         for (EWay way = WholeWay(p, q); way != EWay::Split; way = WholeWay(p, q)) {
             const CNode& whole = Nodes[static_cast<size_t>(pending.Node)];
-            pending.Node = way == EWay::Back ? whole.Back : whole.Front;
+            pending.Node = SkipFrom(pSkips, way == EWay::Back ? whole.Back : whole.Front);
             if (pending.Node < 0)
                 break;
             if (++*pWork > BOX_WORK_LIMIT)
@@ -672,8 +675,8 @@ bool CSightTree::BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox&
         // either side, which a walk of each side in turn may prove.
         const bool bAllOn = !p.bBack && !p.bFront && !q.bBack && !q.bFront;
         if (bAllOn && alternatives < BOX_ALTERNATIVES) {
-            if (!BoxesSeeFrom(inner.Back, pending.A, pending.B, pWork, alternatives + 1) &&
-                !BoxesSeeFrom(inner.Front, pending.A, pending.B, pWork, alternatives + 1))
+            if (!BoxesSeeFrom(inner.Back, pending.A, pending.B, pWork, alternatives + 1, pSkips) &&
+                !BoxesSeeFrom(inner.Front, pending.A, pending.B, pWork, alternatives + 1, pSkips))
                 return false;
             continue;
         }
@@ -703,12 +706,13 @@ bool CSightTree::BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox&
     return true;
 }
 
-bool CSightTree::BoxesBlocked(int32_t node, const CSightBox& a, const CSightBox& b) const
+bool CSightTree::BoxesBlocked(int32_t node, const CSightBox& a, const CSightBox& b,
+                              CSkips* pSkips) const
 {
     if (a.IsEmpty() || b.IsEmpty() || !IsFinite(a) || !IsFinite(b))
         return false;
     int32_t work = 0;
-    return BoxesBlockedFrom(node, a, b, &work);
+    return BoxesBlockedFrom(node, a, b, &work, pSkips);
 }
 
 // Every segment dies when all of them go one way into solid. Where they
@@ -716,8 +720,10 @@ bool CSightTree::BoxesBlocked(int32_t node, const CSightBox& a, const CSightBox&
 // front must die in front (a segment along the plane, which passes when
 // either side passes it, is among both), and a cut one dies when either of
 // its halves does.
-bool CSightTree::BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_t* pWork) const
+bool CSightTree::BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_t* pWork,
+                                  CSkips* pSkips) const
 {
+    node = SkipFrom(pSkips, node);
     for (;;) {
         if (node < 0)
             return node == SOLID;
@@ -732,22 +738,22 @@ bool CSightTree::BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_
         const CSides q = SidesAt(plane, id, b);
         const EWay way = WholeWay(p, q);
         if (way != EWay::Split) {
-            node = way == EWay::Back ? inner.Back : inner.Front;
+            node = SkipFrom(pSkips, way == EWay::Back ? inner.Back : inner.Front);
             continue;
         }
         // Ends that are not in front: segments that go whole behind, or
         // along the plane; and likewise in front.
         if ((p.bBack || p.bOn) && (q.bBack || q.bOn) &&
             !BoxesBlockedFrom(inner.Back, ClipBox(a, plane, p.Range, NOT_AHEAD_LEVEL, true),
-                              ClipBox(b, plane, q.Range, NOT_AHEAD_LEVEL, true), pWork))
+                              ClipBox(b, plane, q.Range, NOT_AHEAD_LEVEL, true), pWork, pSkips))
             return false;
         if ((p.bFront || p.bOn) && (q.bFront || q.bOn) &&
             !BoxesBlockedFrom(inner.Front, ClipBox(a, plane, p.Range, NOT_BEHIND_LEVEL, false),
-                              ClipBox(b, plane, q.Range, NOT_BEHIND_LEVEL, false), pWork))
+                              ClipBox(b, plane, q.Range, NOT_BEHIND_LEVEL, false), pWork, pSkips))
             return false;
         auto eitherHalfDies = [&](const CSightBox& back, const CSightBox& x, const CSightBox& front) {
-            return BoxesBlockedFrom(inner.Back, back, x, pWork) ||
-                   BoxesBlockedFrom(inner.Front, x, front, pWork);
+            return BoxesBlockedFrom(inner.Back, back, x, pWork, pSkips) ||
+                   BoxesBlockedFrom(inner.Front, x, front, pWork, pSkips);
         };
         return ForEachCut(plane, id, p, q, a, b, eitherHalfDies);
     }

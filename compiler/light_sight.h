@@ -117,18 +117,22 @@ public:
 
     // The deepest place that every segment between the two boxes enters
     // whole, on the way that LineOfSight takes from the root: their walks
-    // may start there. SOLID or OPEN when they all end in one.
-    int32_t Entry(const CSightBox& a, const CSightBox& b) const;
+    // may start there. SOLID or OPEN when they all end in one. This and the
+    // tests below pass over the nodes of pSkips, when given, which must be
+    // set for boxes that hold a and b.
+    int32_t Entry(const CSightBox& a, const CSightBox& b, CSkips* pSkips = nullptr) const;
 
     // True when every segment between the boxes that enters the place
     // `node` whole passes from there. False when that is not certain: one
     // may meet solid or a leaf outside the world, or the walk grew past its
     // bound of work.
-    bool BoxesSee(int32_t node, const CSightBox& a, const CSightBox& b) const;
+    bool BoxesSee(int32_t node, const CSightBox& a, const CSightBox& b,
+                  CSkips* pSkips = nullptr) const;
 
     // True when no segment between the boxes that enters the place `node`
     // whole passes from there; false when that is not certain.
-    bool BoxesBlocked(int32_t node, const CSightBox& a, const CSightBox& b) const;
+    bool BoxesBlocked(int32_t node, const CSightBox& a, const CSightBox& b,
+                      CSkips* pSkips = nullptr) const;
 
     // The number of the tree's planes equal to `plane`, or to it turned
     // round; -1 when there is none.
@@ -178,9 +182,10 @@ private:
         return FindSkip(pSkips, node);
     }
     int32_t FindSkip(CSkips* pSkips, int32_t node) const;
-    bool BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_t* pWork) const;
+    bool BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_t* pWork,
+                          CSkips* pSkips) const;
     bool BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox& b, int32_t* pWork,
-                      int32_t alternatives) const;
+                      int32_t alternatives, CSkips* pSkips) const;
 
     std::vector<CNode> Nodes;
     std::vector<CPlane> Planes;

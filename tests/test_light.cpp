@@ -752,9 +752,9 @@ TEST_F(SightFanTest, EachLaneAnswersAsItsOwnWalk)
 
 // Tests of whole boxes of segments prove only what every segment's own walk
 // gives: boxes found in sight have every segment between their corners and
-// centres seeing, boxes found blocked none. Boxes stand in the rooms, in the
-// walls and across them, and flat on the floor's plane; each answer is
-// proved many times.
+// centres seeing, boxes found blocked none, from the root or from their
+// entry with skips. Boxes stand in the rooms, in the walls and across them,
+// and flat on the floor's plane; each answer is proved many times.
 TEST_F(SightFanTest, BoxesFoundInSightOrBlockedHoldForEverySegment)
 {
     LitMap map(Write("rooms.map", TwoRoomMap("", SlantedBrushes())));
@@ -780,22 +780,35 @@ TEST_F(SightFanTest, BoxesFoundInSightOrBlockedHoldForEverySegment)
                 boxes.push_back(box);
                 points.push_back(in);
             }
-    int32_t proved[2] = {0, 0};
+    // The same tests from the pair's entry, passing over the nodes that the
+    // pair goes by whole, and the walks from that entry.
+    CSightTree::CSkips skips(2);
+    int32_t proved[2][2] = {};
     for (size_t i = 0; i < boxes.size(); ++i) {
         for (size_t j = i; j < boxes.size(); j += 3) {
-            const bool bSee = sight.BoxesSee(sight.Root(), boxes[i], boxes[j]);
-            const bool bBlocked = sight.BoxesBlocked(sight.Root(), boxes[i], boxes[j]);
-            ASSERT_FALSE(bSee && bBlocked) << i << " " << j;
-            if (!bSee && !bBlocked)
-                continue;
-            ++proved[bSee];
-            for (const CVector& a : points[i])
-                for (const CVector& b : points[j])
-                    ASSERT_EQ(sight.Sees(sight.Root(), a, b, stack.data()), bSee) << i << " " << j;
+            sight.SetSkips(&skips, boxes[i], boxes[j]);
+            const int32_t entry = sight.Entry(boxes[i], boxes[j], &skips);
+            for (const bool bSkip : {false, true}) {
+                const int32_t from = bSkip ? entry : sight.Root();
+                CSightTree::CSkips* pSkips = bSkip ? &skips : nullptr;
+                const bool bSee = sight.BoxesSee(from, boxes[i], boxes[j], pSkips);
+                const bool bBlocked = sight.BoxesBlocked(from, boxes[i], boxes[j], pSkips);
+                ASSERT_FALSE(bSee && bBlocked) << i << " " << j;
+                const bool bProved = bSee || bBlocked;
+                proved[bSkip][bSee] += bProved;
+                for (const CVector& a : points[i])
+                    for (const CVector& b : points[j]) {
+                        const bool bSees = sight.Sees(sight.Root(), a, b, stack.data());
+                        ASSERT_EQ(sight.Sees(from, a, b, stack.data()), bSees) << i << " " << j;
+                        ASSERT_TRUE(!bProved || bSees == bSee) << i << " " << j;
+                    }
+            }
         }
     }
-    EXPECT_GT(proved[0], 1000);
-    EXPECT_GT(proved[1], 150);
+    for (const auto& counts : proved) {
+        EXPECT_GT(counts[0], 1000);
+        EXPECT_GT(counts[1], 150);
+    }
 }
 
 // A tree made by hand for exact values: the root holds faces, so every line
