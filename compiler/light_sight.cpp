@@ -775,12 +775,8 @@ void CSightTree::SetSkips(CSkips* pSkips, const CSightBox& a, const CSightBox& b
     const double largest = LargestCoordinate(hull);
     pSkips->bActive = !a.IsEmpty() && !b.IsEmpty() && IsFinite(hull) &&
                       largest <= SKIP_COORDINATE_LIMIT;
-    for (int k = 0; k < 3; ++k) {
-        pSkips->Low[0][k] = a.Low[k];
-        pSkips->High[0][k] = a.High[k];
-        pSkips->Low[1][k] = b.Low[k];
-        pSkips->High[1][k] = b.High[k];
-    }
+    pSkips->Boxes[0] = a;
+    pSkips->Boxes[1] = b;
     // A piece's end is the crossing of a piece that may have been cut
     // before, once per node on the way down at most. Each crossing strays
     // from its segment by three roundings to float per axis, within
@@ -797,20 +793,12 @@ int32_t CSightTree::FindSkip(CSkips* pSkips, int32_t node) const
     int32_t at = node;
     while (pSkips->bActive && at >= 0) {
         const CNode& inner = Nodes[static_cast<size_t>(at)];
-        const double* plane = inner.Exact;
         double low = 1e300;
         double high = -1e300;
-        for (int box = 0; box < 2; ++box) {
-            double boxLow = plane[3];
-            double boxHigh = plane[3];
-            for (int k = 0; k < 3; ++k) {
-                const double atLow = plane[k] * pSkips->Low[box][k];
-                const double atHigh = plane[k] * pSkips->High[box][k];
-                boxLow += std::min(atLow, atHigh);
-                boxHigh += std::max(atLow, atHigh);
-            }
-            low = std::min(low, boxLow);
-            high = std::max(high, boxHigh);
+        for (const CSightBox& box : pSkips->Boxes) {
+            const CRange range = RangeOf(inner.Exact, box);
+            low = std::min(low, range.Low);
+            high = std::max(high, range.High);
         }
         if (static_cast<float>(high + pSkips->Slack) <= -PLANE_EPSILON)
             at = inner.Back;

@@ -85,8 +85,7 @@ public:
         std::vector<CEntry> Entries;
         uint32_t nPair = 0; // the pair that the entries of this number hold
         bool bActive = false;
-        double Low[2][3] = {};
-        double High[2][3] = {};
+        CSightBox Boxes[2];
         double Slack = 0.0; // how far the pieces' ends may stray from the boxes
     };
     // Sets *pSkips for the fans between boxes a and b.
