@@ -5,16 +5,23 @@
 #include "compiler/build_tree.h"
 #include "compiler/face_list.h"
 #include "compiler/light.h"
+#include "compiler/parallel_for.h"
 #include "compiler/place_face.h"
 #include "frame/error.h"
 
+#include <climits>
 #include <cstdlib>
+#include <exception>
 #include <new>
 #include <vector>
 
 namespace {
 
 constexpr int32_t MAX_PLANE_CANDIDATES = 32;
+// Subtrees built side by side per thread, so that uneven ones even out.
+constexpr int32_t TASKS_PER_THREAD = 8;
+// Sets of at least this many faces score their candidates side by side.
+constexpr int32_t PARALLEL_PICK_FACES = 2048;
 
 // One face set waiting to become a node: its parent and the child pointer
 // that is to receive it. The set is held by value and owned by the work item.
@@ -22,14 +29,15 @@ struct CSetWork {
     CFaceSet Set;
     CBuildNode* pParent;
     CBuildNode** ppSlot;
+    int32_t Depth; // the root's children are at 1
 };
 
 // Makes the node of one set and hangs it in *ppSlot at once, so that a throw
 // further down leaves it reachable from the root. An inner node's two child
 // sets come back through pFront and pBack. Null when the set is empty or
-// memory fails.
+// memory fails. Threads score the candidates of a large set.
 CBuildNode* MakeSetNode(CFaceSet* pSet, CBuildNode* pParent, CBuildNode** ppSlot, CFaceSet* pFront,
-                        CFaceSet* pBack)
+                        CFaceSet* pBack, int32_t threads)
 {
     *ppSlot = nullptr;
     if (!pSet || pSet->Count < 1 || !pSet->pFaces)
@@ -42,7 +50,7 @@ CBuildNode* MakeSetNode(CFaceSet* pSet, CBuildNode* pParent, CBuildNode** ppSlot
     *ppSlot = pNode;
 
     if (!IsConvexSet(pSet, true)) {
-        const int32_t i = PickPlane(pSet);
+        const int32_t i = PickPlane(pSet, threads);
         CLeafFace& splitFace = pSet->pFaces[i];
         if (!splitFace.pPlane)
             throw CError("Splitting plane does not exist... wtf?!");
@@ -93,34 +101,45 @@ CBuildNode* MakeSetNode(CFaceSet* pSet, CBuildNode* pParent, CBuildNode** ppSlot
     return pNode;
 }
 
-} // namespace
-
-CBuildNode* BuildTreeFromSet(CFaceSet* pSet, CBuildNode* pParent)
+// Sets one level deeper than this are built as subtrees of their own, side
+// by side: 2^depth of them at most, enough to share out among the threads.
+int32_t TaskDepth(int32_t threads)
 {
-    // The tree can be deeper than a thread's stack allows for recursion on a
-    // large map, so the child sets wait on an explicit stack. The back set is
-    // pushed last and so taken first: nodes are made in the order of a
-    // recursive walk that builds each back subtree before its front subtree.
-    CBuildNode* pRoot = nullptr;
-    std::vector<CSetWork> pending;
-    try {
-        CFaceSet front;
-        CFaceSet back;
-        MakeSetNode(pSet, pParent, &pRoot, &front, &back);
-        if (!pRoot || pRoot->IsLeaf())
-            return pRoot;
-        pending.push_back({front, pRoot, &pRoot->pFront});
-        pending.push_back({back, pRoot, &pRoot->pBack});
+    int32_t depth = 0;
+    while ((int64_t(1) << depth) < int64_t(TASKS_PER_THREAD) * threads)
+        ++depth;
+    return depth;
+}
 
+void FreeWork(std::vector<CSetWork>* pWork)
+{
+    for (CSetWork& work : *pWork)
+        FreeFaceSet(&work.Set);
+    pWork->clear();
+}
+
+// Makes the nodes of the sets on the stack and of all their child sets, in
+// the order of the recursive description, except that a set taken at
+// stopDepth is moved to *pStopped instead. On a throw the sets still waiting
+// are freed; the nodes made hang in the tree.
+void BuildPending(std::vector<CSetWork>* pPending, int32_t stopDepth,
+                  std::vector<CSetWork>* pStopped, int32_t threads)
+{
+    std::vector<CSetWork>& pending = *pPending;
+    try {
         while (!pending.empty()) {
             CSetWork work = pending.back();
             pending.pop_back();
-
+            if (work.Depth >= stopDepth) {
+                pStopped->push_back(work);
+                continue;
+            }
             CFaceSet childFront;
             CFaceSet childBack;
             CBuildNode* pNode = nullptr;
             try {
-                pNode = MakeSetNode(&work.Set, work.pParent, work.ppSlot, &childFront, &childBack);
+                pNode = MakeSetNode(&work.Set, work.pParent, work.ppSlot, &childFront, &childBack,
+                                    threads);
             } catch (...) {
                 FreeFaceSet(&work.Set);
                 throw;
@@ -129,20 +148,85 @@ CBuildNode* BuildTreeFromSet(CFaceSet* pSet, CBuildNode* pParent)
             FreeFaceSet(&work.Set);
             if (!pNode || pNode->IsLeaf())
                 continue;
-            pending.push_back({childFront, pNode, &pNode->pFront});
-            pending.push_back({childBack, pNode, &pNode->pBack});
+            pending.push_back({childFront, pNode, &pNode->pFront, work.Depth + 1});
+            pending.push_back({childBack, pNode, &pNode->pBack, work.Depth + 1});
         }
     } catch (...) {
-        // The error goes on to the caller; what was built so far is freed.
-        for (CSetWork& work : pending)
-            FreeFaceSet(&work.Set);
+        FreeWork(pPending);
+        throw;
+    }
+}
+
+// Builds the stopped subtrees side by side and returns the failure that one
+// thread building them in order would meet first: the first subtree's that
+// failed, else 'after', the failure that came after them all.
+std::exception_ptr BuildSubtrees(std::vector<CSetWork>* pSubtrees, int32_t threads,
+                                 std::exception_ptr after)
+{
+    std::vector<std::exception_ptr> failures(pSubtrees->size());
+    ParallelFor(
+        static_cast<int64_t>(pSubtrees->size()), threads, [] { return 0; },
+        [&](int&, int64_t i) {
+            try {
+                std::vector<CSetWork> pending{(*pSubtrees)[static_cast<size_t>(i)]};
+                std::vector<CSetWork> none;
+                BuildPending(&pending, INT32_MAX, &none, 1);
+            } catch (...) {
+                failures[static_cast<size_t>(i)] = std::current_exception();
+            }
+        });
+    pSubtrees->clear();
+    for (const std::exception_ptr& failure : failures) {
+        if (failure)
+            return failure;
+    }
+    return after;
+}
+
+} // namespace
+
+CBuildNode* BuildTreeFromSet(CFaceSet* pSet, CBuildNode* pParent, int32_t threads)
+{
+    // The tree can be deeper than a thread's stack allows for recursion on a
+    // large map, so the child sets wait on an explicit stack. The back set is
+    // pushed last and so taken first: nodes are made in the order of a
+    // recursive walk that builds each back subtree before its front subtree.
+    // With more than one thread the sets at TaskDepth are put aside and built
+    // afterwards side by side; each subtree depends only on its own set, so
+    // the tree is the same.
+    threads = ThreadCount(threads);
+    const int32_t stopDepth = threads > 1 ? TaskDepth(threads) : INT32_MAX;
+    CBuildNode* pRoot = nullptr;
+    CFaceSet front;
+    CFaceSet back;
+    try {
+        MakeSetNode(pSet, pParent, &pRoot, &front, &back, threads);
+    } catch (...) {
         FreeTree(&pRoot);
         throw;
+    }
+    if (!pRoot || pRoot->IsLeaf())
+        return pRoot;
+    std::vector<CSetWork> pending{{front, pRoot, &pRoot->pFront, 1},
+                                  {back, pRoot, &pRoot->pBack, 1}};
+    std::vector<CSetWork> subtrees;
+    std::exception_ptr failure;
+    try {
+        BuildPending(&pending, stopDepth, &subtrees, threads);
+    } catch (...) {
+        // Every subtree put aside comes before the failure in the order of
+        // one thread, which would have built it first.
+        failure = std::current_exception();
+    }
+    failure = BuildSubtrees(&subtrees, threads, failure);
+    if (failure) {
+        FreeTree(&pRoot);
+        std::rethrow_exception(failure);
     }
     return pRoot;
 }
 
-int32_t PickPlane(CFaceSet* pSet)
+int32_t PickPlane(CFaceSet* pSet, int32_t threads)
 {
     if (!pSet)
         throw CError("PickPlane(): Null plane set partitioning faces.");
@@ -153,27 +237,39 @@ int32_t PickPlane(CFaceSet* pSet)
     if (tries < 1)
         tries = 1;
 
-    int32_t bestScore = -1;
-    int32_t bestIndex = -1;
-    for (int32_t i = 0; pSet->pFaces && i < pSet->Count; ++i) {
-        const CPlane* pPlane = pSet->pFaces[i].pPlane;
-        if (!pPlane)
-            continue;
+    // The candidates: the first faces whose planes have not served yet.
+    std::vector<int32_t> candidates;
+    for (int32_t i = 0; pSet->pFaces && i < pSet->Count && int32_t(candidates.size()) < tries; ++i) {
+        if (pSet->pFaces[i].pPlane)
+            candidates.push_back(i);
+    }
+    // Each candidate's score: the imbalance plus the faces that cutting
+    // adds; dropped slivers can make the second term, and so the score,
+    // negative. The scores only read the set, so a large one shares them out.
+    std::vector<int32_t> scores(candidates.size());
+    auto score = [&](int& /*state*/, int64_t k) {
         CFaceSet front;
         CFaceSet back;
-        PartitionSet(*pPlane, pSet, &front, &back, true);
-        // Imbalance plus the faces that cutting adds; dropped slivers can
-        // make the second term, and so the score, negative.
-        const int32_t score =
+        PartitionSet(*pSet->pFaces[candidates[static_cast<size_t>(k)]].pPlane, pSet, &front, &back,
+                     true);
+        scores[static_cast<size_t>(k)] =
             std::abs(front.Count - back.Count) + (front.Count + back.Count - pSet->Count);
-        if (score < bestScore || bestScore == -1) {
-            bestScore = score;
-            bestIndex = i;
+    };
+    ParallelFor(
+        static_cast<int64_t>(candidates.size()), pSet->Count >= PARALLEL_PICK_FACES ? threads : 1,
+        [] { return 0; }, score);
+
+    // The pick, in the candidates' order: a score of -1 counts as none yet.
+    int32_t bestScore = -1;
+    int32_t bestIndex = -1;
+    for (size_t k = 0; k < candidates.size(); ++k) {
+        if (scores[k] < bestScore || bestScore == -1) {
+            bestScore = scores[k];
+            bestIndex = candidates[k];
         }
-        if (--tries == 0)
-            return bestIndex;
     }
-    if (bestScore >= 0)
+    // With all its tries made the pick stands whatever its score.
+    if (int32_t(candidates.size()) == tries || bestScore >= 0)
         return bestIndex;
     throw CError("PickPlane(): Could not find a splitting plane.");
 }

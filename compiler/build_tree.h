@@ -40,11 +40,13 @@ struct CBuildNode {
 CBuildNode* BuildTreeFromList(CMapData* pMap);
 
 // The set builder: the root, or null for a null or empty set. Frees the
-// pPlane of each face whose plane serves as a splitter. Throws CError.
-CBuildNode* BuildTreeFromSet(CFaceSet* pSet, CBuildNode* pParent);
+// pPlane of each face whose plane serves as a splitter. Throws CError (the
+// one that a single thread meets first). The tree does not depend on the
+// number of threads (0: one per core).
+CBuildNode* BuildTreeFromSet(CFaceSet* pSet, CBuildNode* pParent, int32_t threads = 1);
 
 // Index of the face whose plane splits next. Throws CError.
-int32_t PickPlane(CFaceSet* pSet);
+int32_t PickPlane(CFaceSet* pSet, int32_t threads = 1);
 
 // Divides the faces of pSet among two new sets by the placing rule; with
 // bCountOnly only the counts are made. False when an output is null or an

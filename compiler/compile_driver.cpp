@@ -33,7 +33,7 @@ bool CompileFaceSet(CFaceSet* pSet, const CVector* pStart, CPortal** ppPortals,
 
     logStream << "======= Creating tree. =======" << std::endl;
     int64_t start = ClockMs();
-    *ppRoot = BuildTreeFromSet(pSet, nullptr);
+    *ppRoot = BuildTreeFromSet(pSet, nullptr, portalRun.Threads);
     if (!*ppRoot)
         return false;
     logStream << "Tree created in " << SecondsSince(start) << " seconds." << std::endl;

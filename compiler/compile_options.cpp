@@ -204,7 +204,7 @@ void PrintCompileUsage(std::ostream& stream)
            << "  --start X Y Z      start location in map text axes (default: the origin of\n"
            << "                     the first info_player_start)\n"
            << "  --builder list|set tree builder (default: set)\n"
-           << "  --threads N        threads of the portal, visibility and light stages\n"
+           << "  --threads N        threads of the tree, portal, visibility and light stages\n"
            << "                     (default: one per core)\n"
            << "  --bounces N        light bounces (default: 1)\n"
            << "  --no-light         skip the light passes: full-bright lightmaps\n"

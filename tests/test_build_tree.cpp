@@ -288,6 +288,89 @@ TEST(PickPlane, ThrowsWithoutSetOrCandidate)
                 "PickPlane(): Could not find a splitting plane.");
 }
 
+// Squares of varied sizes, places and facings: enough faces that the
+// builder scores the root's candidates side by side and sets subtrees
+// aside at several depths.
+void AddScatteredSquares(COwnedSet& set, int32_t n)
+{
+    uint32_t state = 12345u;
+    auto next = [&](int32_t range) {
+        state = state * 1664525u + 1013904223u;
+        return static_cast<int32_t>((state >> 8) % static_cast<uint32_t>(range));
+    };
+    const CVector facings[] = {CVector(1, 0, 0), CVector(-1, 0, 0), CVector(0, 1, 0),
+                               CVector(0, -1, 0), CVector(0, 0, 1),  CVector(0.6f, 0.8f, 0),
+                               CVector(0, 0.8f, -0.6f)};
+    for (int32_t i = 0; i < n; ++i) {
+        const CVector centre(float(next(2000) - 1000), float(next(2000) - 1000),
+                             float(next(400) - 200));
+        set.Add(MakeSquare(centre, facings[next(7)], float(4 + next(60))));
+    }
+}
+
+// Whether two trees have the same nodes: planes, faces and children.
+void ExpectSameTree(const CBuildNode* pA, const CBuildNode* pB)
+{
+    std::vector<std::pair<const CBuildNode*, const CBuildNode*>> pending{{pA, pB}};
+    int64_t nodes = 0;
+    while (!pending.empty()) {
+        const auto [a, b] = pending.back();
+        pending.pop_back();
+        ASSERT_EQ(a == nullptr, b == nullptr);
+        if (!a)
+            continue;
+        ++nodes;
+        ASSERT_TRUE(SamePlane(a->Plane, b->Plane));
+        ASSERT_EQ(a->FaceCount, b->FaceCount);
+        for (int32_t f = 0; f < a->FaceCount; ++f) {
+            ASSERT_EQ(a->pPlaneIndices[f], b->pPlaneIndices[f]);
+            ASSERT_EQ(a->pFaces[f].VertexCount, b->pFaces[f].VertexCount);
+            ASSERT_EQ(std::memcmp(a->pFaces[f].pVertices, b->pFaces[f].pVertices,
+                                  sizeof(CVertex) * size_t(a->pFaces[f].VertexCount)),
+                      0);
+        }
+        for (const CBuildNode* pNode : {a, b}) {
+            for (const CBuildNode* pChild : {pNode->pFront, pNode->pBack})
+                EXPECT_TRUE(!pChild || pChild->pParent == pNode);
+        }
+        pending.emplace_back(a->pFront, b->pFront);
+        pending.emplace_back(a->pBack, b->pBack);
+    }
+    EXPECT_GT(nodes, 1000);
+}
+
+TEST(SetBuilder, AnyNumberOfThreadsBuildsTheSameTree)
+{
+    COwnedSet one(3000);
+    AddScatteredSquares(one, 3000);
+    CTreeGuard alone;
+    alone.pRoot = BuildTreeFromSet(&one.Set, nullptr, 1);
+    for (const int32_t threads : {2, 3}) {
+        COwnedSet set(3000);
+        AddScatteredSquares(set, 3000);
+        CTreeGuard shared;
+        shared.pRoot = BuildTreeFromSet(&set.Set, nullptr, threads);
+        ExpectSameTree(alone.pRoot, shared.pRoot);
+    }
+}
+
+TEST(SetBuilder, AFailureInASubtreeBuiltAsideIsThrown)
+{
+    // 64 parallel squares: each split takes one of the first four in the
+    // set, so the sets in front go on for over a dozen levels. In front of
+    // them all stands a pair without plane records that cannot be split, so
+    // the last set in front fails, below the depth at which two threads set
+    // subtrees aside. Nothing built may be left behind.
+    for (const int32_t threads : {1, 2}) {
+        COwnedSet set(66);
+        AddParallelSquares(set, 64);
+        set.Add(MakeSquare(CVector(96, 0, 0), CVector(-1, 0, 0), 4), false);
+        set.Add(MakeSquare(CVector(100, 4, 0), CVector(0, 1, 0), 4), false);
+        ExpectError([&] { BuildTreeFromSet(&set.Set, nullptr, threads); },
+                    "PickPlane(): Could not find a splitting plane.");
+    }
+}
+
 TEST(IsConvexSet, NoFaceBeyondTheBandBehindAnyPlaneAndEveryPlaneUsed)
 {
     // A wall and a floor of a room's inside; the floor starts 0.15 behind the
