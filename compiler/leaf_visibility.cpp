@@ -7,6 +7,8 @@
 #include "viewer/map_format.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstring>
 #include <unordered_map>
 
 CLeafVisibility::CLeafVisibility(std::vector<CBuildNode*> leaves, std::vector<int32_t> clusterOf)
@@ -143,8 +145,12 @@ std::vector<uint8_t> FileRows(const CLeafVisibility& visibility,
         uint8_t* pRow = &rows[static_cast<size_t>(i) * rowBytes];
         const uint64_t* pSeen = visibility.Row(index);
         if (bSameOrder) {
-            for (size_t b = 0; b < copyBytes; ++b)
-                pRow[b] = static_cast<uint8_t>(pSeen[b >> 3] >> (8 * (b & 7)));
+            if constexpr (std::endian::native == std::endian::little) {
+                std::memcpy(pRow, pSeen, copyBytes);
+            } else {
+                for (size_t b = 0; b < copyBytes; ++b)
+                    pRow[b] = static_cast<uint8_t>(pSeen[b >> 3] >> (8 * (b & 7)));
+            }
             pRow[i >> 3] &= static_cast<uint8_t>(~(1u << (i & 7)));
             continue;
         }
