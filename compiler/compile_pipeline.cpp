@@ -215,6 +215,15 @@ std::array<uint32_t, 3> PositionKey(const CVector& p)
     return key;
 }
 
+struct CPositionKeyHash {
+    size_t operator()(const std::array<uint32_t, 3>& key) const
+    {
+        const uint64_t words[2] = {(uint64_t(key[0]) << 32) | key[1], key[2]};
+        const uint64_t hash = HashOfWords(words, 2);
+        return static_cast<size_t>(hash ^ (hash >> 32));
+    }
+};
+
 struct CWriteCounts {
     int32_t Faces = 0;
     int32_t LitFaces = 0;
@@ -323,7 +332,8 @@ CWriteCounts MakeCompiledMap(CCompileState& state, const CLeafVisibility& visibi
                     kept.size());
     }
 
-    std::map<std::array<uint32_t, 3>, int32_t> pool;
+    // Each position's number is the order in which it is first met.
+    std::unordered_map<std::array<uint32_t, 3>, int32_t, CPositionKeyHash> pool;
     for (const CBuildNode* pLeaf : leaves) {
         CMapLeaf leaf{};
         leaf.FirstFace = counts.Faces;
