@@ -9,6 +9,7 @@
 #include "compiler/place_face.h"
 #include "frame/error.h"
 
+#include <array>
 #include <climits>
 #include <cstdlib>
 #include <exception>
@@ -238,15 +239,17 @@ int32_t PickPlane(CFaceSet* pSet, int32_t threads)
         tries = 1;
 
     // The candidates: the first faces whose planes have not served yet.
-    std::vector<int32_t> candidates;
-    for (int32_t i = 0; pSet->pFaces && i < pSet->Count && int32_t(candidates.size()) < tries; ++i) {
+    // Every node of the tree picks, so they stay off the heap.
+    std::array<int32_t, MAX_PLANE_CANDIDATES> candidates;
+    int32_t count = 0;
+    for (int32_t i = 0; pSet->pFaces && i < pSet->Count && count < tries; ++i) {
         if (pSet->pFaces[i].pPlane)
-            candidates.push_back(i);
+            candidates[static_cast<size_t>(count++)] = i;
     }
     // Each candidate's score: the imbalance plus the faces that cutting
     // adds; dropped slivers can make the second term, and so the score,
     // negative. The scores only read the set, so a large one shares them out.
-    std::vector<int32_t> scores(candidates.size());
+    std::array<int32_t, MAX_PLANE_CANDIDATES> scores;
     auto score = [&](int& /*state*/, int64_t k) {
         CFaceSet front;
         CFaceSet back;
@@ -255,21 +258,25 @@ int32_t PickPlane(CFaceSet* pSet, int32_t threads)
         scores[static_cast<size_t>(k)] =
             std::abs(front.Count - back.Count) + (front.Count + back.Count - pSet->Count);
     };
-    ParallelFor(
-        static_cast<int64_t>(candidates.size()), pSet->Count >= PARALLEL_PICK_FACES ? threads : 1,
-        [] { return 0; }, score);
+    if (threads > 1 && pSet->Count >= PARALLEL_PICK_FACES) {
+        ParallelFor(count, threads, [] { return 0; }, score);
+    } else {
+        int state = 0;
+        for (int32_t k = 0; k < count; ++k)
+            score(state, k);
+    }
 
     // The pick, in the candidates' order: a score of -1 counts as none yet.
     int32_t bestScore = -1;
     int32_t bestIndex = -1;
-    for (size_t k = 0; k < candidates.size(); ++k) {
+    for (size_t k = 0; k < static_cast<size_t>(count); ++k) {
         if (scores[k] < bestScore || bestScore == -1) {
             bestScore = scores[k];
             bestIndex = candidates[k];
         }
     }
     // With all its tries made the pick stands whatever its score.
-    if (int32_t(candidates.size()) == tries || bestScore >= 0)
+    if (count == tries || bestScore >= 0)
         return bestIndex;
     throw CError("PickPlane(): Could not find a splitting plane.");
 }
