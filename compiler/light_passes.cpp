@@ -212,6 +212,9 @@ struct CAim {
 
 struct CPass {
     const CBuildNode* pRoot = nullptr;
+    // No shot of the pass takes light away: a sample then ends with the
+    // same light whatever the order of its shots (the sum, held at 255).
+    bool bOnlyAdds = false;
     const CSightTree* pSight = nullptr;
     std::vector<CSource> Sources;
     std::vector<CGroup> Groups;
@@ -273,6 +276,14 @@ void CloseGroup(CPass* pPass, uint32_t first, const CLumelGrid* pOwnGrid, bool b
             band.Give(&pBoxes[b]);
     }
     pPass->Groups.push_back(group);
+}
+
+// A source whose shots add light or nothing: no channel and no intensity
+// below 0 (its power counts twice, so the sign of its area does not matter).
+bool OnlyAdds(const CSource& source)
+{
+    const CLightRecord& light = source.Lumel.Light;
+    return light.Red >= 0 && light.Green >= 0 && light.Blue >= 0 && light.Intensity >= 0;
 }
 
 // A source that can light something: its face has a front, and it has a
@@ -527,14 +538,20 @@ public:
     {
         const CReceiver& receiver = Pass.Receivers[r];
         MeasureBlocks(receiver);
-        for (const CAim& aim : Pass.Aims[r]) {
+        const std::vector<CAim>& aims = Pass.Aims[r];
+        OrderAims(receiver, aims);
+        for (const uint32_t a : Order) {
+            const CAim& aim = aims[a];
             const CGroup& group = Pass.Groups[aim.Group];
             ++nAim;
+            bAdded = false;
             Pass.pSight->SetSkips(&Skips, group.Box, receiver.Box);
             for (uint32_t s = group.First; s < group.First + group.Count; ++s) {
                 if (!ShootSource(group, Pass.Sources[s], receiver, aim.Times))
                     break; // the whole group is out of sight
             }
+            if (Pass.bOnlyAdds && bAdded && DropFull())
+                break; // every sample is full
         }
         StoreLights(receiver.pGrid);
     }
@@ -543,6 +560,51 @@ public:
     int64_t LineTests = 0;
 
 private:
+    // The order of the aims at a receiver: the order of the walk, or, when
+    // the pass only adds light, the brightest first, so that samples fill up
+    // early and the shots after that pass them over without their walks.
+    // An aim's brightness is a bound on what its group may give the nearest
+    // point of the receiver: a source's reach over the squared distance, times
+    // the sources.
+    void OrderAims(const CReceiver& receiver, const std::vector<CAim>& aims)
+    {
+        Order.resize(aims.size());
+        for (uint32_t a = 0; a < aims.size(); ++a)
+            Order[a] = a;
+        if (!Pass.bOnlyAdds)
+            return;
+        Brightness.resize(aims.size());
+        for (uint32_t a = 0; a < aims.size(); ++a) {
+            const CGroup& group = Pass.Groups[aims[a].Group];
+            const double gap = std::max(
+                DistanceToBox(group.Box, receiver.Sphere.Centre) - receiver.Sphere.Radius, 1.0);
+            const double bright = static_cast<double>(group.Count) * group.Reach / (gap * gap);
+            Brightness[a] = bright == bright ? bright : HUGE_VAL;
+        }
+        std::stable_sort(Order.begin(), Order.end(),
+                         [&](uint32_t a, uint32_t b) { return Brightness[a] > Brightness[b]; });
+    }
+
+    // Takes the samples that are full in every channel out of the targets;
+    // true when none is left. Only for a pass that only adds light, where a
+    // full sample stays full.
+    bool DropFull()
+    {
+        TargetBlocks = 0;
+        for (int32_t b = 0; b < BLOCK_COUNT; ++b) {
+            const int32_t (&channels)[3][BLOCK_SAMPLES] = Lights[b].Channels;
+            uint32_t full = 0;
+            for (int32_t j = 0; j < BLOCK_SAMPLES; ++j) {
+                const bool bFull =
+                    channels[0][j] == 255 && channels[1][j] == 255 && channels[2][j] == 255;
+                full |= static_cast<uint32_t>(bFull) << j;
+            }
+            Targets[b] &= ~full;
+            TargetBlocks |= (Targets[b] != 0 ? 1u : 0u) << b;
+        }
+        return TargetBlocks == 0;
+    }
+
     // Boxes round the receiver's samples by block, by quarter and whole.
     void MeasureBlocks(const CReceiver& receiver)
     {
@@ -703,6 +765,7 @@ private:
     {
         Shots += std::popcount(lit);
         AddShots(shots, lit & changed, times, &Lights[b]);
+        bAdded = bAdded || (lit & changed) != 0;
         return ESettled::Walked;
     }
 
@@ -732,6 +795,7 @@ private:
     {
         int32_t (&channels)[3][BLOCK_SAMPLES] = Lights[k / BLOCK_SAMPLES].Channels;
         const int32_t j = k % BLOCK_SAMPLES;
+        bAdded = true;
         for (int32_t n = 0; n < times; ++n) {
             channels[0][j] = CLightRecord::SaturateChannel(channels[0][j], shot.Red);
             channels[1][j] = CLightRecord::SaturateChannel(channels[1][j], shot.Green);
@@ -875,6 +939,9 @@ private:
     }
 
     const CPass& Pass;
+    std::vector<uint32_t> Order;       // of the aims at the receiver
+    std::vector<double> Brightness;    // by aim
+    bool bAdded = false;               // the aim gave some sample light
     std::vector<CSightTree::CStep> Stack;
     // By block, then by quarter, then the whole receiver.
     CSightBox Blocks[BLOCK_COUNT + QUARTER_COUNT + 1];
@@ -913,6 +980,7 @@ private:
 // at a time; each takes every shot aimed at it in the order of the walk.
 void Shoot(CPass* pPass, const CLightRun& run, const char* pszStage)
 {
+    pPass->bOnlyAdds = std::all_of(pPass->Sources.begin(), pPass->Sources.end(), OnlyAdds);
     AimGroups(pPass, run.Threads);
     std::vector<uint32_t> order;
     std::vector<int64_t> cost(pPass->Receivers.size(), 0);
