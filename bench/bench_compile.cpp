@@ -1,6 +1,7 @@
 // Whole compiles with vorlane-compile's pipeline: the sample maps lit, the
 // generated maps of 250, 1000 and 1500 brushes with and without light, and
-// a denser map of 3198 brushes without light, at 1 and 2 threads. Each run reports the seconds of every stage (both
+// a denser map of 3198 brushes and a maze of about 3400 (bench/maze_map.h) without light, at
+// 1 and 2 threads. Each run reports the seconds of every stage (both
 // passes of the tree and portal stages added up), read from the stage
 // lines, and peak_MB, the process's resident high-water mark (VmHWM) after
 // the run; it is reset before each run where the kernel allows it
@@ -9,6 +10,7 @@
 // during the run, all threads together.
 #include "bench/bench_maps.h"
 #include "bench/dense_map.h"
+#include "bench/maze_map.h"
 #include "bench/peak_memory.h"
 #include "compiler/compile_options.h"
 #include "compiler/compile_pipeline.h"
@@ -128,6 +130,11 @@ int main(int argc, char** argv)
         return 1;
     }
     runs.push_back({dense, (scratch / dense / (dense + ".map")).string(), false});
+    if (!samples::WriteFiles(scratch / "maze", bench::MazeFiles("maze.map"))) {
+        std::fprintf(stderr, "can't write %s\n", (scratch / "maze").c_str());
+        return 1;
+    }
+    runs.push_back({"maze", (scratch / "maze" / "maze.map").string(), false});
 
     const std::string output = (scratch / "out.vmz").string();
     for (const CRun& run : runs) {
