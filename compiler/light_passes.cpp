@@ -541,17 +541,16 @@ public:
         const std::vector<CAim>& aims = Pass.Aims[r];
         OrderAims(receiver, aims);
         for (const uint32_t a : Order) {
+            if (Pass.bOnlyAdds && DropFull())
+                break; // every sample is full
             const CAim& aim = aims[a];
             const CGroup& group = Pass.Groups[aim.Group];
             ++nAim;
-            bAdded = false;
             Pass.pSight->SetSkips(&Skips, group.Box, receiver.Box);
             for (uint32_t s = group.First; s < group.First + group.Count; ++s) {
                 if (!ShootSource(group, Pass.Sources[s], receiver, aim.Times))
                     break; // the whole group is out of sight
             }
-            if (Pass.bOnlyAdds && bAdded && DropFull())
-                break; // every sample is full
         }
         StoreLights(receiver.pGrid);
     }
@@ -765,7 +764,6 @@ private:
     {
         Shots += std::popcount(lit);
         AddShots(shots, lit & changed, times, &Lights[b]);
-        bAdded = bAdded || (lit & changed) != 0;
         return ESettled::Walked;
     }
 
@@ -795,7 +793,6 @@ private:
     {
         int32_t (&channels)[3][BLOCK_SAMPLES] = Lights[k / BLOCK_SAMPLES].Channels;
         const int32_t j = k % BLOCK_SAMPLES;
-        bAdded = true;
         for (int32_t n = 0; n < times; ++n) {
             channels[0][j] = CLightRecord::SaturateChannel(channels[0][j], shot.Red);
             channels[1][j] = CLightRecord::SaturateChannel(channels[1][j], shot.Green);
@@ -939,9 +936,8 @@ private:
     }
 
     const CPass& Pass;
-    std::vector<uint32_t> Order;       // of the aims at the receiver
-    std::vector<double> Brightness;    // by aim
-    bool bAdded = false;               // the aim gave some sample light
+    std::vector<uint32_t> Order;    // of the aims at the receiver
+    std::vector<double> Brightness; // by aim
     std::vector<CSightTree::CStep> Stack;
     // By block, then by quarter, then the whole receiver.
     CSightBox Blocks[BLOCK_COUNT + QUARTER_COUNT + 1];
@@ -977,7 +973,7 @@ private:
 };
 
 // Runs the shots of a pass: receivers, dearest first, go to the threads one
-// at a time; each takes every shot aimed at it in the order of the walk.
+// at a time; each takes every shot aimed at it, in the order of OrderAims.
 void Shoot(CPass* pPass, const CLightRun& run, const char* pszStage)
 {
     pPass->bOnlyAdds = std::all_of(pPass->Sources.begin(), pPass->Sources.end(), OnlyAdds);

@@ -20,8 +20,11 @@
 // - a receiver's light is held in columns while it takes its shots, so that
 //   the shots of a block are made, tested and added several at a time, and
 //   a block whose tests are settled takes them all at once;
-// - threads divide the receiving faces among them: a face takes its shots in
-//   the order of the walk, from one thread only.
+// - threads divide the receiving faces among them: a face takes its shots
+//   from one thread only, in the order of the walk; or, in a pass where no
+//   shot takes light away, brightest first, passing over the samples that
+//   are full in every channel (the sum held at 255 does not depend on the
+//   order then).
 // Memory grows with the number of samples and of source-face pairs in
 // reach, not with the square of the leaf count.
 #include "compiler/build_tree.h"

@@ -650,8 +650,9 @@ TEST_P(LitMapTest, FastPassesOnAnyThreadsMatchThePassesStepByStep)
     point.Area = 60.0f;
     point.Light = Record(200, 150, 250, 1);
     const std::vector<CPointLight> points{point};
-    for (const char* pszLights : {"panel 300 200 100 1000\nshade -90 -60 -30 400\n",
-                                  "panel 300 200 100 1000\n"}) {
+    for (const char* pszLights :
+         {"panel 300 200 100 1000\nshade -90 -60 -30 400\n",
+          "panel 300 200 100 1000\nshade 90 60 30 -400\n", "panel 300 200 100 1000\n"}) {
         const std::string lights = Write("lights.txt", pszLights);
         map.MakeFreshGrids(lights);
         ShootEmittersStepByStep(map.pRoot, map.pRoot);
@@ -677,6 +678,49 @@ TEST_P(LitMapTest, FastPassesOnAnyThreadsMatchThePassesStepByStep)
             EXPECT_TRUE(map.Values() == expected) << pszLights << threads << " threads";
         }
     }
+}
+
+// In a pass that only adds light, a sample that is full in every channel
+// takes no more shots: a map whose samples are all full before the passes
+// shoots none, and they stay full.
+class FullSampleTest : public ScratchDirTest {};
+
+TEST_F(FullSampleTest, PassesThatOnlyAddLightShootNothingIntoThem)
+{
+    LitMap map(Write("rooms.map", TwoRoomMap("", "")));
+    ASSERT_TRUE(map.bReady);
+    map.MakeFreshGrids(Write("lights.txt", "panel 300 200 100 1000\n"));
+    int32_t filled = 0;
+    for (CBuildNode* pLeaf : map.Leaves) {
+        for (int32_t g = 0; pLeaf->pGrids && g < pLeaf->FaceCount; ++g) {
+            CLumelGrid& grid = pLeaf->pGrids[g];
+            for (int32_t i = 0; i < grid.LumelCount; ++i) {
+                CLightRecord& light = grid.pLumels[i].Light;
+                if (light.Intensity == 0) {
+                    light.Red = light.Green = light.Blue = 255;
+                    ++filled;
+                }
+            }
+        }
+    }
+    ASSERT_GT(filled, 1000);
+    CLightStats stats;
+    CLightRun run;
+    run.Threads = 2;
+    run.pStats = &stats;
+    RunLightPasses(map.pRoot, run);
+    EXPECT_EQ(stats.Shots, 0);
+    EXPECT_EQ(stats.LineTests, 0);
+    EXPECT_GT(stats.Pairs, 0); // there were faces in reach
+    int32_t full = 0;
+    for (const CLumelGrid* pGrid : map.Grids) {
+        for (int32_t i = 0; i < pGrid->LumelCount; ++i) {
+            const CLightRecord& light = pGrid->pLumels[i].Light;
+            full += light.Intensity == 0 && light.Red == 255 && light.Green == 255 &&
+                    light.Blue == 255;
+        }
+    }
+    EXPECT_EQ(full, filled);
 }
 
 // A shared map of a few brushes at odd angles, lit by its light entity with
