@@ -8,7 +8,6 @@
 #include "tools/sample_maps.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -54,18 +53,10 @@ inline samples::CSampleMap DenseMap(int brushCount)
     return map;
 }
 
-// The dense map under the file name mapName, with its light list and the
-// pictures of its textures.
+// The dense map as MapFiles.
 inline std::vector<samples::CSampleFile> DenseFiles(int brushCount, const std::string& mapName)
 {
-    const samples::CSampleMap map = DenseMap(brushCount);
-    std::vector<samples::CSampleFile> files;
-    files.push_back({mapName, samples::MapText(map)});
-    files.push_back({std::filesystem::path(mapName).stem().string() + ".lights",
-                     samples::LightText(map.Lights)});
-    for (samples::CSampleFile& file : samples::TextureFiles(samples::UsedTextures(map.Brushes)))
-        files.push_back(std::move(file));
-    return files;
+    return samples::MapFiles(DenseMap(brushCount), mapName);
 }
 
 } // namespace bench

@@ -10,7 +10,6 @@
 #include "tools/sample_maps.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <numeric>
 #include <string>
 #include <vector>
@@ -170,18 +169,10 @@ inline samples::CSampleMap MazeMap(int grid = MAZE_GRID, int pillars = MAZE_PILL
     return map;
 }
 
-// The maze under the file name mapName, with its light list and the pictures
-// of its textures.
+// The maze as MapFiles.
 inline std::vector<samples::CSampleFile> MazeFiles(const std::string& mapName)
 {
-    const samples::CSampleMap map = MazeMap();
-    std::vector<samples::CSampleFile> files;
-    files.push_back({mapName, samples::MapText(map)});
-    files.push_back({std::filesystem::path(mapName).stem().string() + ".lights",
-                     samples::LightText(map.Lights)});
-    for (samples::CSampleFile& file : samples::TextureFiles(samples::UsedTextures(map.Brushes)))
-        files.push_back(std::move(file));
-    return files;
+    return samples::MapFiles(MazeMap(), mapName);
 }
 
 } // namespace bench

@@ -883,11 +883,10 @@ inline CSampleMap LargeMap(int brushCount)
     return map;
 }
 
-// The large map under the file name mapName, its light list (the name's
-// stem with ".lights") and the pictures of its textures.
-inline std::vector<CSampleFile> LargeFiles(int brushCount, const std::string& mapName)
+// A map under the file name mapName, its light list (the name's stem with
+// ".lights") and the pictures of its textures.
+inline std::vector<CSampleFile> MapFiles(const CSampleMap& map, const std::string& mapName)
 {
-    const CSampleMap map = LargeMap(brushCount);
     std::vector<CSampleFile> files;
     files.push_back({mapName, MapText(map)});
     files.push_back(
@@ -895,6 +894,12 @@ inline std::vector<CSampleFile> LargeFiles(int brushCount, const std::string& ma
     for (CSampleFile& file : TextureFiles(UsedTextures(map.Brushes)))
         files.push_back(std::move(file));
     return files;
+}
+
+// The large map as MapFiles.
+inline std::vector<CSampleFile> LargeFiles(int brushCount, const std::string& mapName)
+{
+    return MapFiles(LargeMap(brushCount), mapName);
 }
 
 // Writes files into folder, creating it; false on the first failure.
