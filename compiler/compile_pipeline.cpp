@@ -332,8 +332,21 @@ CWriteCounts MakeCompiledMap(CCompileState& state, const CLeafVisibility& visibi
                     kept.size());
     }
 
-    // Each position's number is the order in which it is first met.
     std::unordered_map<std::array<uint32_t, 3>, int32_t, CPositionKeyHash> pool;
+    // The lightmaps and the face words take their room at once: grown a face
+    // at a time, the largest arrays of the file would be copied over and over.
+    size_t faceCount = 0;
+    size_t vertexCount = 0;
+    for (const CBuildNode* pLeaf : leaves) {
+        faceCount += static_cast<size_t>(std::max(pLeaf->FaceCount, 0));
+        for (int32_t f = 0; f < pLeaf->FaceCount; ++f)
+            vertexCount += static_cast<size_t>(std::max(pLeaf->pFaces[f].VertexCount, 0));
+    }
+    pOut->Lightmaps.reserve(faceCount * LIGHTMAP_BLOCK_SIZE);
+    pOut->FaceWords.reserve(3 * faceCount + vertexCount);
+    pool.reserve(vertexCount);
+
+    // Each position's number is the order in which it is first met.
     for (const CBuildNode* pLeaf : leaves) {
         CMapLeaf leaf{};
         leaf.FirstFace = counts.Faces;
