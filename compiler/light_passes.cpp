@@ -853,9 +853,9 @@ private:
     EBlockSight InSight(const CGroup& group, const CSource& source, int32_t i, const CVector& at,
                         ESettled* pSettled, int32_t* pEntry)
     {
-        CWitness witness{source.Lumel.Position, at};
-        const EBlockSight whole =
-            Settle(&Whole[0], &witness, group.Box, Blocks[BLOCK_COUNT + QUARTER_COUNT]);
+        CWitness witness{source.Lumel.Position, at, 0, -1, {}};
+        const EBlockSight whole = Settle(&Whole[0], &witness, group.Box,
+                                         Blocks[BLOCK_COUNT + QUARTER_COUNT], group.Count == 1);
         *pSettled = ESettled::Whole;
         if (whole != EBlockSight::Walk)
             return whole;
@@ -891,15 +891,17 @@ private:
         CVector To;
         int32_t Entry = 0;  // the deepest node known that it enters whole
         int8_t Sees = -1;   // unknown until walked
+        CSightTree::CBlocker Blocker; // where its walk first met solid
     };
 
     bool Walk(CWitness* pWitness)
     {
         if (pWitness->Sees < 0) {
             ++LineTests;
-            pWitness->Sees =
-                Pass.pSight->Sees(pWitness->Entry, pWitness->From, pWitness->To, Stack.data()) ? 1
-                                                                                                 : 0;
+            pWitness->Sees = Pass.pSight->Sees(pWitness->Entry, pWitness->From, pWitness->To,
+                                               Stack.data(), &pWitness->Blocker)
+                                 ? 1
+                                 : 0;
         }
         return pWitness->Sees == 1;
     }
@@ -908,8 +910,10 @@ private:
     // segment between the blocks sees, or none does, only when the witness
     // (one of them) does or does not: the other test can't succeed and is
     // not made.
+    // With bPoint, box a is the single point that every segment starts from:
+    // a solid place that the witness met may then stop them all.
     EBlockSight Settle(CBlockState* pState, CWitness* pWitness, const CSightBox& a,
-                       const CSightBox& b)
+                       const CSightBox& b, bool bPoint = false)
     {
         if (pState->Aim != nAim) {
             pState->Aim = nAim;
@@ -924,7 +928,8 @@ private:
                     pWitness->Entry = pState->Entry;
                 const bool bSees = Walk(pWitness);
                 if (bSees ? sight.BoxesSee(pState->Entry, a, b, &Skips)
-                          : sight.BoxesBlocked(pState->Entry, a, b, &Skips))
+                          : (bPoint && sight.Shadows(pWitness->Blocker, pWitness->From, b)) ||
+                                sight.BoxesBlocked(pState->Entry, a, b, &Skips))
                     pState->Sight = bSees ? EBlockSight::Sees : EBlockSight::Blocked;
                 else
                     pState->Sight = EBlockSight::Walk;

@@ -12,6 +12,13 @@ namespace {
 
 constexpr double BAND = static_cast<double>(PLANE_EPSILON);
 // Bounds of one BoxesSee call: pending pairs and pairs looked at.
+// Beyond this size of coordinate the rounding of a crossing's distances could
+// carry it past the ends of its piece; no fan there passes over a node, and
+// no solid cell is taken to cast a shadow.
+constexpr double SKIP_COORDINATE_LIMIT = 131072.0;
+// How much deeper than the band and the rounding a segment must pass
+// through a solid cell for the cell to stop it surely.
+constexpr double SHADOW_SLACK = 0.01;
 constexpr int32_t BOX_STACK_SIZE = 48;
 constexpr int32_t BOX_WORK_LIMIT = 512;
 // Segments along a plane may be tried on both sides, this many times nested.
@@ -307,9 +314,17 @@ template <typename TNode> struct TStep {
 
 // False when the stack of `capacity` entries would overflow (depth of the
 // tree + 1 is always enough); else the answer in *pSees.
-template <typename TView, typename TStepEntry>
+// Meets solid without a word.
+struct CIgnoreSolid {
+    template <typename TNode> void operator()(TNode, bool) const {}
+};
+
+// onSolid(node, bFront) hears of each solid place that a piece comes down to
+// from the inner node `node`, on its front side or not.
+template <typename TView, typename TStepEntry, typename TOnSolid = CIgnoreSolid>
 bool WalkSegment(const TView& view, typename TView::Node node, const CVector& from,
-                 const CVector& to, TStepEntry* pStack, int32_t capacity, bool* pSees)
+                 const CVector& to, TStepEntry* pStack, int32_t capacity, bool* pSees,
+                 TOnSolid onSolid = {})
 {
     int32_t top = 0;
     CVector a;
@@ -333,15 +348,21 @@ bool WalkSegment(const TView& view, typename TView::Node node, const CVector& fr
         // Down to a leaf or solid; the second half of a cut segment, or the
         // other side of a segment lying along a plane, waits on the stack.
         bool bSees = false;
+        typename TView::Node above = node; // the inner node over `node`, once it has one
+        bool bFrontSide = false;
         for (;;) {
             const EPlace kind = view.Kind(node);
             if (kind != EPlace::Inner) {
                 bSees = kind == EPlace::Open;
+                if (!bSees && above != node)
+                    onSolid(above, bFrontSide);
                 break;
             }
             const float da = static_cast<float>(view.DistanceTo(node, wa));
             const float db = static_cast<float>(view.DistanceTo(node, wb));
             const EStep step = StepOf(da, db);
+            above = node;
+            bFrontSide = step == EStep::Front;
             if (step == EStep::Back) {
                 node = view.Back(node);
             } else if (step == EStep::Front) {
@@ -513,7 +534,15 @@ int32_t CSightTree::Add(const CBuildNode* pTop)
             (bFront ? Nodes[top.Index].Front : Nodes[top.Index].Back) = child;
         }
     }
-    return Collapse();
+    const int32_t root = Collapse();
+    Parents.assign(Nodes.size(), SOLID);
+    for (size_t i = 0; i < Nodes.size(); ++i) {
+        for (const int32_t child : {Nodes[i].Back, Nodes[i].Front}) {
+            if (child >= 0)
+                Parents[static_cast<size_t>(child)] = static_cast<int32_t>(i);
+        }
+    }
+    return root;
 }
 
 // A subtree whose ends are all reached leaves passes every piece of segment
@@ -576,6 +605,71 @@ bool CSightTree::Sees(int32_t node, const CVector& from, const CVector& to, CSte
     // The stack holds the deepest walk, so the walk always ends.
     WalkSegment(view, node, from, to, pStack, StackSize(), &bSees);
     return bSees;
+}
+
+bool CSightTree::Sees(int32_t node, const CVector& from, const CVector& to, CStep* pStack,
+                      CBlocker* pBlocker) const
+{
+    const CView view{Nodes, Planes};
+    bool bSees = false;
+    auto note = [&](int32_t above, bool bFront) {
+        if (pBlocker->Node < 0)
+            *pBlocker = {above, bFront};
+    };
+    WalkSegment(view, node, from, to, pStack, StackSize(), &bSees, note);
+    return bSees;
+}
+
+// The segments from a point to the box all pass through the solid cell deep
+// inside every plane over it, by more than the band and what rounding may
+// do: each walk then takes a piece of its segment down to that cell, never
+// along a plane on the way, and the walk fails there. The points whose
+// segments from `from` pass through a convex cell make a convex set, so the
+// box's corners tell for the box.
+bool CSightTree::Shadows(const CBlocker& blocker, const CVector& from, const CSightBox& box) const
+{
+    if (blocker.Node < 0 || box.IsEmpty() || !IsFinite(box))
+        return false;
+    const double s[3] = {from.x, from.y, from.z};
+    CSightBox hull = box;
+    hull.Add(from);
+    const double largest = LargestCoordinate(hull);
+    if (!std::isfinite(largest) || largest > SKIP_COORDINATE_LIMIT)
+        return false;
+    const double margin = PLANE_EPSILON + 1e-6 * (nDepth + 1) * largest + 1e-4 + SHADOW_SLACK;
+    double low[8];
+    double high[8];
+    std::fill(low, low + 8, 0.0);
+    std::fill(high, high + 8, 1.0);
+    int32_t node = blocker.Node;
+    bool bFront = blocker.bFront;
+    while (node >= 0) {
+        const double* p = Nodes[static_cast<size_t>(node)].Exact;
+        const double sign = bFront ? 1.0 : -1.0;
+        const double atFrom = sign * (s[0] * p[0] + s[1] * p[1] + s[2] * p[2] + p[3]);
+        for (int32_t c = 0; c < 8; ++c) {
+            const double x = (c & 1) ? box.High[0] : box.Low[0];
+            const double y = (c & 2) ? box.High[1] : box.Low[1];
+            const double z = (c & 4) ? box.High[2] : box.Low[2];
+            const double atCorner = sign * (x * p[0] + y * p[1] + z * p[2] + p[3]);
+            // Where along the segment the distance reaches the margin.
+            if (atFrom < margin && atCorner < margin)
+                return false;
+            if (atFrom < margin || atCorner < margin) {
+                const double t = (margin - atFrom) / (atCorner - atFrom);
+                if (atFrom < margin)
+                    low[c] = std::max(low[c], t);
+                else
+                    high[c] = std::min(high[c], t);
+                if (!(low[c] <= high[c]))
+                    return false;
+            }
+        }
+        const int32_t parent = Parents[static_cast<size_t>(node)];
+        bFront = parent >= 0 && Nodes[static_cast<size_t>(parent)].Front == node;
+        node = parent;
+    }
+    return true;
 }
 
 int32_t CSightTree::Entry(const CSightBox& a, const CSightBox& b, CSkips* pSkips) const
@@ -759,9 +853,6 @@ bool CSightTree::BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_
     }
 }
 
-// Beyond this size of coordinate the rounding of a crossing's distances could
-// carry it past the ends of its piece; no fan there passes over a node.
-constexpr double SKIP_COORDINATE_LIMIT = 131072.0;
 
 void CSightTree::SetSkips(CSkips* pSkips, const CSightBox& a, const CSightBox& b) const
 {

@@ -101,6 +101,20 @@ public:
     // StackSize() entries.
     bool Sees(int32_t node, const CVector& from, const CVector& to, CStep* pStack) const;
 
+    // A solid place that a walk came down to: the inner node over it, and
+    // the side of that node's plane it stands on.
+    struct CBlocker {
+        int32_t Node = SOLID; // none
+        bool bFront = false;
+    };
+    // The same, noting in *pBlocker the first solid place that the walk met
+    // (left as it is when it met none).
+    bool Sees(int32_t node, const CVector& from, const CVector& to, CStep* pStack,
+              CBlocker* pBlocker) const;
+    // True when the solid place of `blocker` surely stops every segment from
+    // `from` to a point of the box; false when that is not certain.
+    bool Shadows(const CBlocker& blocker, const CVector& from, const CSightBox& box) const;
+
     // Sees from the place `node` for the segments from `from` to each of
     // the first `count` points of pTo (count <= FAN_SIZE): bit k of the
     // answer is the sight of pTo[k]. The walks go node by node together, each
@@ -193,6 +207,7 @@ private:
     std::vector<int32_t> PlaneIds;
     std::map<std::array<float, 4>, int32_t> PlaneKeys;
     std::vector<int32_t> PlaneNodes; // a node of each number
+    std::vector<int32_t> Parents;    // by node: the node over it, SOLID for the root
     int32_t nRoot = SOLID;
     int32_t nDepth = 0;
 };

@@ -869,6 +869,50 @@ TEST_F(SightFanTest, BoxesFoundInSightOrBlockedHoldForEverySegment)
     }
 }
 
+// A solid place that a blocked walk met stops every segment from the walk's
+// start to a box only when the walk of each of them is blocked: from points
+// across both rooms, at the floor, and on it, to small boxes everywhere.
+TEST_F(SightFanTest, ASolidPlaceThatShadowsABoxBlocksEverySegmentToIt)
+{
+    LitMap map(Write("rooms.map", TwoRoomMap("", SlantedBrushes())));
+    ASSERT_TRUE(map.bReady);
+    const CSightTree sight(map.pRoot);
+    std::vector<CSightTree::CStep> stack(static_cast<size_t>(sight.StackSize()));
+    int32_t shadowed = 0;
+    int32_t blocked = 0;
+    // World y is height: the floor's top lies at 32.
+    for (float x = -264; x < 270; x += 66)
+        for (float z = -136; z < 140; z += 68)
+            for (float y : {24.0f, 32.0f, 60.0f, 150.0f}) {
+                const CVector from(x, y, z);
+                for (float bx = -250; bx < 270; bx += 52)
+                    for (float bz = -120; bz < 140; bz += 60)
+                        for (float by : {32.0f, 40.0f, 120.0f}) {
+                            std::vector<CVector> in;
+                            CSightBox box;
+                            for (const float dx : {0.0f, 4.0f, 8.0f})
+                                for (const float dy : {0.0f, by == 32.0f ? 0.0f : 8.0f})
+                                    for (const float dz : {0.0f, 4.0f, 8.0f}) {
+                                        in.emplace_back(bx + dx, by + dy, bz + dz);
+                                        box.Add(in.back());
+                                    }
+                            CSightTree::CBlocker blocker;
+                            if (sight.Sees(sight.Root(), from, in[4], stack.data(), &blocker))
+                                continue;
+                            ++blocked;
+                            if (!sight.Shadows(blocker, from, box))
+                                continue;
+                            ++shadowed;
+                            for (const CVector& to : in)
+                                ASSERT_FALSE(sight.Sees(sight.Root(), from, to, stack.data()))
+                                    << x << " " << y << " " << z << " to " << to.x << " "
+                                    << to.y << " " << to.z;
+                        }
+            }
+    EXPECT_GT(shadowed, 1000);
+    EXPECT_GT(blocked, shadowed);
+}
+
 // A tree made by hand for exact values: the root holds faces, so every line
 // of sight ends at once (the root counts as a reached leaf); below it a
 // front and a back leaf. Each grid's samples stand where a test puts them.
