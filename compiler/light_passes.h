@@ -13,6 +13,9 @@
 // - a pair's segments are first tested in blocks (BoxesInSight): a block of
 //   sources and a block of samples that are surely in sight of each other
 //   need no segment walk of their own;
+// - from a single source, a face behind the solid place that one segment's
+//   walk met is settled without a walk of boxes when that place shadows the
+//   whole face (CSightTree::Shadows);
 // - the segments from one source to a block of samples that must be walked
 //   go down the tree together, as a fan (CSightTree::SeesFan), which passes
 //   over the nodes that every segment between the pair of faces goes by

@@ -11,7 +11,6 @@
 namespace {
 
 constexpr double BAND = static_cast<double>(PLANE_EPSILON);
-// Bounds of one BoxesSee call: pending pairs and pairs looked at.
 // Beyond this size of coordinate the rounding of a crossing's distances could
 // carry it past the ends of its piece; no fan there passes over a node, and
 // no solid cell is taken to cast a shadow.
@@ -19,6 +18,7 @@ constexpr double SKIP_COORDINATE_LIMIT = 131072.0;
 // How much deeper than the band and the rounding a segment must pass
 // through a solid cell for the cell to stop it surely.
 constexpr double SHADOW_SLACK = 0.01;
+// Bounds of one BoxesSee call: pending pairs and pairs looked at.
 constexpr int32_t BOX_STACK_SIZE = 48;
 constexpr int32_t BOX_WORK_LIMIT = 512;
 // Segments along a plane may be tried on both sides, this many times nested.
@@ -312,15 +312,15 @@ template <typename TNode> struct TStep {
     CVector To;
 };
 
-// False when the stack of `capacity` entries would overflow (depth of the
-// tree + 1 is always enough); else the answer in *pSees.
 // Meets solid without a word.
 struct CIgnoreSolid {
     template <typename TNode> void operator()(TNode, bool) const {}
 };
 
-// onSolid(node, bFront) hears of each solid place that a piece comes down to
-// from the inner node `node`, on its front side or not.
+// False when the stack of `capacity` entries would overflow (depth of the
+// tree + 1 is always enough); else the answer in *pSees. onSolid(node,
+// bFront) hears of each solid place that a piece comes down to from the
+// inner node `node`, on its front side or not.
 template <typename TView, typename TStepEntry, typename TOnSolid = CIgnoreSolid>
 bool WalkSegment(const TView& view, typename TView::Node node, const CVector& from,
                  const CVector& to, TStepEntry* pStack, int32_t capacity, bool* pSees,
