@@ -7,7 +7,6 @@
 #include "viewer/map_format.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <unordered_map>
 
@@ -145,12 +144,9 @@ std::vector<uint8_t> FileRows(const CLeafVisibility& visibility,
         uint8_t* pRow = &rows[static_cast<size_t>(i) * rowBytes];
         const uint64_t* pSeen = visibility.Row(index);
         if (bSameOrder) {
-            if constexpr (std::endian::native == std::endian::little) {
-                std::memcpy(pRow, pSeen, copyBytes);
-            } else {
-                for (size_t b = 0; b < copyBytes; ++b)
-                    pRow[b] = static_cast<uint8_t>(pSeen[b >> 3] >> (8 * (b & 7)));
-            }
+            // The compiler builds for little-endian hosts only (map_writer.cpp):
+            // a word's bytes stand in the row's order.
+            std::memcpy(pRow, pSeen, copyBytes);
             pRow[i >> 3] &= static_cast<uint8_t>(~(1u << (i & 7)));
             continue;
         }

@@ -636,10 +636,15 @@ bool CSightTree::Shadows(const CBlocker& blocker, const CVector& from, const CSi
     const double largest = LargestCoordinate(hull);
     if (!std::isfinite(largest) || largest > SKIP_COORDINATE_LIMIT)
         return false;
-    const double margin = PLANE_EPSILON + 1e-6 * (nDepth + 1) * largest + 1e-4 + SHADOW_SLACK;
-    double low[8];
+    const double margin = PLANE_EPSILON + WalkSlack(largest) + SHADOW_SLACK;
+    double corners[8][3];
+    for (int32_t c = 0; c < 8; ++c) {
+        for (int32_t k = 0; k < 3; ++k)
+            corners[c][k] = (c >> k) & 1 ? box.High[k] : box.Low[k];
+    }
+    // The part of each corner's segment still inside every plane so far.
+    double low[8] = {};
     double high[8];
-    std::fill(low, low + 8, 0.0);
     std::fill(high, high + 8, 1.0);
     int32_t node = blocker.Node;
     bool bFront = blocker.bFront;
@@ -648,10 +653,8 @@ bool CSightTree::Shadows(const CBlocker& blocker, const CVector& from, const CSi
         const double sign = bFront ? 1.0 : -1.0;
         const double atFrom = sign * (s[0] * p[0] + s[1] * p[1] + s[2] * p[2] + p[3]);
         for (int32_t c = 0; c < 8; ++c) {
-            const double x = (c & 1) ? box.High[0] : box.Low[0];
-            const double y = (c & 2) ? box.High[1] : box.Low[1];
-            const double z = (c & 4) ? box.High[2] : box.Low[2];
-            const double atCorner = sign * (x * p[0] + y * p[1] + z * p[2] + p[3]);
+            const double* q = corners[c];
+            const double atCorner = sign * (q[0] * p[0] + q[1] * p[1] + q[2] * p[2] + p[3]);
             // Where along the segment the distance reaches the margin.
             if (atFrom < margin && atCorner < margin)
                 return false;
@@ -868,12 +871,17 @@ void CSightTree::SetSkips(CSkips* pSkips, const CSightBox& a, const CSightBox& b
                       largest <= SKIP_COORDINATE_LIMIT;
     pSkips->Boxes[0] = a;
     pSkips->Boxes[1] = b;
+    pSkips->Slack = WalkSlack(largest);
+}
+
+double CSightTree::WalkSlack(double largest) const
+{
     // A piece's end is the crossing of a piece that may have been cut
     // before, once per node on the way down at most. Each crossing strays
     // from its segment by three roundings to float per axis, within
     // 1e-6 of the largest coordinate in distance; 1e-4 covers the rounding
     // of distances in double.
-    pSkips->Slack = 1e-6 * (nDepth + 1) * largest + 1e-4;
+    return 1e-6 * (nDepth + 1) * largest + 1e-4;
 }
 
 // Where every point between the boxes lies below -0.2 (or above 0.2) once

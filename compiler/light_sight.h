@@ -195,6 +195,9 @@ private:
         return FindSkip(pSkips, node);
     }
     int32_t FindSkip(CSkips* pSkips, int32_t node) const;
+    // How far a piece's ends may stray from their segment through rounding,
+    // for points no larger than `largest` in any coordinate.
+    double WalkSlack(double largest) const;
     bool BoxesBlockedFrom(int32_t node, CSightBox a, CSightBox b, int32_t* pWork,
                           CSkips* pSkips) const;
     bool BoxesSeeFrom(int32_t node, const CSightBox& a, const CSightBox& b, int32_t* pWork,
